@@ -1,0 +1,17 @@
+#ifndef BIX_BIX_H_
+#define BIX_BIX_H_
+
+/// The whole library in one include.
+
+#include "bix/containers.h"
+#include "bix/directories.h"
+#include "bix/export.h"
+#include "bix/hosttypes.h"
+#include "bix/messages.h"
+#include "bix/pathname.h"
+#include "bix/registry.h"
+#include "bix/settingsfile.h"
+#include "bix/stringtable.h"
+#include "bix/text.h"
+
+#endif  // BIX_BIX_H_

@@ -1,0 +1,168 @@
+#ifndef BIX_REGISTRY_H_
+#define BIX_REGISTRY_H_
+
+/// A settings document in memory: a tree of keys with values and attributes.
+
+#include <cstdint>
+#include <cstdio>
+
+#include "bix/containers.h"
+#include "bix/export.h"
+#include "bix/text.h"
+
+namespace bix {
+
+class BIX_EXPORT CRgAttribute {
+ public:
+  CRgAttribute(const char* name, const char* value) : m_name(name), m_value(value) {}
+  CRgAttribute(const CRgAttribute&) = delete;
+  CRgAttribute& operator=(const CRgAttribute&) = delete;
+  virtual ~CRgAttribute();
+
+  const char* GetName() const { return m_name.c_str(); }
+  const char* GetValue() const { return m_value.c_str(); }
+  void SetValue(const char* value) { m_value = value; }
+
+ private:
+  SString m_name;
+  SString m_value;
+};
+
+class BIX_EXPORT CRgValue {
+ public:
+  using RvType = std::int32_t;
+
+  CRgValue() = default;
+  CRgValue(const CRgValue&) = delete;
+  CRgValue& operator=(const CRgValue&) = delete;
+  virtual ~CRgValue();                        // slot 1
+  virtual const char* GetName() const = 0;    // slot 2
+  virtual const char* GetValue() const = 0;   // slot 3
+  virtual RvType GetType() const = 0;         // slot 4
+  virtual void SetName(const char* name) = 0;    // slot 5
+  virtual void SetType(RvType type) = 0;         // slot 6
+  virtual void SetValue(const char* value) = 0;  // slot 7
+  virtual bool Dump(std::FILE* file);            // slot 8
+
+  static bool Dump(std::FILE* file, const char* name, RvType type, const char* value,
+                   MList<CRgAttribute*>* attributes);
+
+  MList<CRgAttribute*>* GetAttributeList() { return &m_attributes; }
+  int GetAttributeCount() const { return m_attributes.GetCount(); }
+  void* GetFirstAttributePosition() const { return m_attributes.GetHeadPosition(); }
+  CRgAttribute* GetNextAttribute(void*& position) const { return m_attributes.GetNext(position); }
+  void AddAttribute(CRgAttribute* attribute);
+  const char* GetAttributeValue(const char* name) const;
+  void SetAttributeValue(const char* name, const char* value);
+
+ private:
+  MList<CRgAttribute*> m_attributes;
+};
+
+class BIX_EXPORT CDefRgValue : public CRgValue {
+ public:
+  CDefRgValue(const char* name, RvType type, const char* value);
+  ~CDefRgValue() override;
+  const char* GetName() const override;
+  const char* GetValue() const override;
+  RvType GetType() const override;
+  void SetName(const char* name) override;
+  void SetType(RvType type) override;
+  void SetValue(const char* value) override;
+
+ private:
+  SString m_name;
+  SString m_value;
+  RvType m_type;
+};
+
+class BIX_EXPORT CRgKey {
+ public:
+  CRgKey() = default;
+  CRgKey(const CRgKey&) = delete;
+  CRgKey& operator=(const CRgKey&) = delete;
+  virtual ~CRgKey();                                                                    // slot 1
+  virtual const char* GetName() const = 0;                                              // slot 2
+  virtual CRgKey* CreateKey(const char* name, MList<CRgAttribute*>* attributes) = 0;    // slot 3
+  virtual CRgKey* FindKey(const char* name) const;                                      // slot 4
+  virtual bool AddKey(CRgKey* key);                                                     // slot 5
+  virtual bool RemoveKey(CRgKey* key);                                                  // slot 6
+  virtual CRgValue* CreateValue(const char* name, CRgValue::RvType type, const char* value,
+                                MList<CRgAttribute*>* attributes) = 0;                  // slot 7
+  virtual CRgValue* FindValue(const char* name) const;                                  // slot 8
+  virtual bool AddValue(CRgValue* value);                                               // slot 9
+  virtual bool RemoveValue(CRgValue* value);                                            // slot 10
+  virtual void SetAttributes(MList<CRgAttribute*>* attributes);                         // slot 11
+  virtual CRgKey* UseAttributes(MList<CRgAttribute*>* attributes, const char* name);    // slot 12
+  virtual void Empty();                                                                 // slot 13
+  virtual void Dump(std::FILE* file, const char* parentPath) const;                     // slot 14
+
+  CRgKey* GetParent() const { return m_parent; }
+  int GetKeyCount() const { return m_keys.GetCount(); }
+  int GetValueCount() const { return m_values.GetCount(); }
+  void* GetFirstKeyPosition() const { return m_keys.GetHeadPosition(); }
+  CRgKey* GetNextKey(void*& position) const { return m_keys.GetNext(position); }
+  void* GetFirstValuePosition() const { return m_values.GetHeadPosition(); }
+  CRgValue* GetNextValue(void*& position) const { return m_values.GetNext(position); }
+  MList<CRgAttribute*>* GetAttributeList() { return &m_attributes; }
+
+ protected:
+  CRgKey* m_parent = nullptr;
+  MList<CRgKey*> m_keys;
+  MList<CRgValue*> m_values;
+  MList<CRgAttribute*> m_attributes;
+};
+
+class BIX_EXPORT CDefRgKey : public CRgKey {
+ public:
+  explicit CDefRgKey(const char* name);
+  ~CDefRgKey() override;
+  const char* GetName() const override;
+  CRgKey* CreateKey(const char* name, MList<CRgAttribute*>* attributes) override;
+  CRgKey* FindKey(const char* name) const override;
+  bool AddKey(CRgKey* key) override;
+  bool RemoveKey(CRgKey* key) override;
+  CRgValue* CreateValue(const char* name, CRgValue::RvType type, const char* value,
+                        MList<CRgAttribute*>* attributes) override;
+  CRgValue* FindValue(const char* name) const override;
+  bool AddValue(CRgValue* value) override;
+  bool RemoveValue(CRgValue* value) override;
+  void Empty() override;
+
+ private:
+  SString m_name;
+  MMap<SString, CRgKey*> m_keyIndex;
+  MMap<SString, CRgValue*> m_valueIndex;
+};
+
+class BIX_EXPORT CRgFile {
+ public:
+  explicit CRgFile(CRgKey* root);
+  CRgFile(const CRgFile&) = delete;
+  CRgFile& operator=(const CRgFile&) = delete;
+  virtual ~CRgFile();
+
+  CRgKey* GetKeyRoot() const { return m_root; }
+  CRgKey* FindKey(const char* path) const;
+  CRgKey* CreateKey(const char* path, const char* attributeName, const char* attributeValue);
+  void RemoveKey(CRgKey* key);
+  void DestroyKey(CRgKey* key);
+  const char* GetValue(const char* path, const char* valueName) const;
+  bool SetValue(const char* path, const char* valueName, const char* value);
+  const char* GetAttributeValue(const char* path, const char* valueName,
+                                const char* attributeName) const;
+  bool SetAttributeValue(const char* path, const char* valueName, const char* value,
+                         const char* attributeName, const char* attributeValue);
+
+  int Load(const char* fileName);
+  int Merge(const char* fileName);
+  int Save(const char* fileName);
+
+ protected:
+  CRgKey* m_root;
+  SString m_fileName;
+};
+
+}  // namespace bix
+
+#endif  // BIX_REGISTRY_H_
