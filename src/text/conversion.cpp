@@ -1,0 +1,212 @@
+#include "text/conversion.h"
+
+#include <algorithm>
+#include <climits>
+#include <clocale>
+#include <cstdint>
+#include <cstring>
+#include <cwchar>
+#include <langinfo.h>
+
+#include "bix/text.h"
+#include "support/ctype_locale.h"
+
+// No conversion here encodes or decodes by its own code: the system's functions say what a
+// character is. What is done here is to hand them long pieces, and to copy ASCII where the code set
+// has it.
+
+namespace bix::impl {
+namespace {
+
+constexpr std::size_t kPieceUnits = 1024;
+constexpr std::size_t kLongestUtf8 = 6;
+
+/// What is known of the code set of the current locale.
+struct CodeSet {
+  bool isUtf8;
+  bool hasPlainAscii;  // bytes below 0x80 are the units of the same value, in every position
+  bool isSingleByte;
+
+  static CodeSet Current() {
+    const char* name = nl_langinfo(CODESET);
+    const bool isUtf8 = std::strcmp(name, "UTF-8") == 0;
+    return {isUtf8, isUtf8 || std::strcmp(name, "ANSI_X3.4-1968") == 0, MB_CUR_MAX == 1};
+  }
+};
+
+/// Reads terminated bytes piece by piece as wide text and drops the bytes that form no character.
+class MultibyteReader {
+ public:
+  MultibyteReader(const char* text, std::size_t length)
+      : m_codeSet(CodeSet::Current()), m_cursor(text), m_end(text + length) {}
+
+  bool IsAtEnd() const { return m_cursor == m_end; }
+
+  /// Writes the units of the next piece, at most `room`, which is not 0, and returns their number.
+  /// A terminator may be written behind them. Only at the end of the text is 0 the end.
+  std::size_t Read(wchar_t* out, std::size_t room) {
+    std::size_t count = m_codeSet.hasPlainAscii ? CopyAscii(out, room) : 0;
+    if (count == room || IsAtEnd()) return count;
+    if (m_codeSet.isUtf8 || m_codeSet.isSingleByte)
+      return count + ReadPiece(out + count, room - count);
+    for (; count < room && !IsAtEnd();) count += ReadCharacter(out + count);
+    return count;
+  }
+
+ private:
+  std::size_t CopyAscii(wchar_t* out, std::size_t room) {
+    const char* const start = m_cursor;
+    const char* const stop = start + std::min(room, static_cast<std::size_t>(m_end - start));
+    const char* cursor = start;
+    for (std::uint64_t word; stop - cursor >= 8; cursor += 8, out += 8) {
+      std::memcpy(&word, cursor, sizeof word);
+      if ((word & 0x8080808080808080u) != 0) break;
+      for (int i = 0; i < 8; ++i) out[i] = cursor[i];
+    }
+    for (; cursor != stop && static_cast<signed char>(*cursor) >= 0; ++cursor) *out++ = *cursor;
+    m_cursor = cursor;
+    return static_cast<std::size_t>(cursor - start);
+  }
+
+  /// A piece ends at the end of the text, with its terminator, or in front of a character.
+  std::size_t ReadPiece(wchar_t* out, std::size_t room) {
+    const char* const start = m_cursor;
+    std::size_t length = static_cast<std::size_t>(m_end - start);
+    if (length < room) {
+      ++length;  // an incomplete sequence in front of the terminator is invalid, not unfinished
+    } else {
+      length = WithoutCutCharacter(start, room);
+      if (length == 0) return ReadCharacter(out);
+    }
+    std::mbstate_t state{};
+    const char* next = start;
+    std::size_t count = mbsnrtowcs(out, &next, length, room, &state);
+    if (count != static_cast<std::size_t>(-1)) {
+      m_cursor = next == nullptr ? m_end : next;
+      return count;
+    }
+    // `next` is at the byte that forms no character; what lies before it is converted again for its
+    // number of units.
+    m_cursor = next + 1;
+    const std::size_t valid = static_cast<std::size_t>(next - start);
+    if (valid == 0) return 0;
+    next = start;
+    state = {};
+    return mbsnrtowcs(out, &next, valid, room, &state);
+  }
+
+  /// The longest part of the first `length` bytes that ends in front of a character.
+  std::size_t WithoutCutCharacter(const char* start, std::size_t length) const {
+    if (!m_codeSet.isUtf8) return length;
+    for (std::size_t back = 0; back <= std::min<std::size_t>(length, kLongestUtf8); ++back)
+      if ((static_cast<unsigned char>(start[length - back]) & 0xC0) != 0x80) return length - back;
+    return length <= kLongestUtf8 ? 0 : length;  // no character is that long: it cannot be cut here
+  }
+
+  std::size_t ReadCharacter(wchar_t* out) {
+    // COMPAT(drop-one-byte): a byte that forms no character is skipped alone and produces nothing;
+    // each character is read from a fresh state, since the system's function keeps the bytes of an
+    // incomplete sequence and would let them combine with what follows.
+    // Required by existing hosts. Test: WideFromBytesCompat.DropsInvalidBytesOneByOne
+    std::mbstate_t state{};
+    const std::size_t used =
+        std::mbrtowc(out, m_cursor, static_cast<std::size_t>(m_end - m_cursor), &state);
+    if (used == static_cast<std::size_t>(-1) || used == static_cast<std::size_t>(-2)) {
+      ++m_cursor;
+      return 0;
+    }
+    m_cursor += used;
+    return 1;
+  }
+
+  const CodeSet m_codeSet;
+  const char* m_cursor;
+  const char* const m_end;
+};
+
+}  // namespace
+
+std::wstring MultibyteToWide(const char* text) {
+  std::wstring result;
+  if (text == nullptr) return result;
+  const std::size_t length = std::strlen(text);
+  MultibyteReader reader(text, length);
+  wchar_t piece[kPieceUnits];
+  if (length < kPieceUnits) {
+    while (!reader.IsAtEnd()) result.append(piece, reader.Read(piece, kPieceUnits));
+    return result;
+  }
+  result.reserve(length);
+  while (!reader.IsAtEnd()) result.append(piece, reader.Read(piece, kPieceUnits));
+  if (result.size() < length / 2) result.shrink_to_fit();
+  return result;
+}
+
+std::wstring MultibyteToWideStrict(const char* text, std::size_t length) {
+  std::wstring result(length, L'\0');
+  std::mbstate_t state{};
+  const std::size_t count = std::mbsrtowcs(result.data(), &text, length + 1, &state);
+  // COMPAT(strict-ansi): unlike with UTF8String, one invalid byte empties the whole text.
+  // Required by existing hosts. Test: WideFromAnsiCompat.OneInvalidByteEmptiesTheText
+  result.resize(count == static_cast<std::size_t>(-1) ? 0 : count);
+  return result;
+}
+
+namespace {
+
+/// Copies the ASCII units at the front of `text` and returns where they end.
+const wchar_t* AppendAscii(const wchar_t* text, std::string& result) {
+  char piece[kPieceUnits];
+  for (;;) {
+    std::size_t count = 0;
+    while (count < kPieceUnits && text[count] > 0 && text[count] < 0x80) {
+      piece[count] = static_cast<char>(text[count]);
+      ++count;
+    }
+    result.append(piece, count);
+    text += count;
+    if (count < kPieceUnits) return text;
+  }
+}
+
+}  // namespace
+
+std::string WideToMultibyte(const wchar_t* text) {
+  std::string result;
+  if (text == nullptr) return result;
+  const bool hasPlainAscii = CodeSet::Current().hasPlainAscii;
+  std::mbstate_t state{};
+  result.reserve(std::wcslen(text));
+  char piece[kPieceUnits * MB_LEN_MAX / 2];
+  while (text != nullptr) {
+    if (hasPlainAscii) {
+      text = AppendAscii(text, result);
+      if (*text == L'\0') break;
+    }
+    const std::size_t count = wcsnrtombs(piece, &text, kPieceUnits / 2, sizeof piece, &state);
+    // CHOICE(unencodable): one unit without a form in the encoding empties the whole text, rather
+    // than cutting it there: no result is taken for the whole that is only a part.
+    // Test: BytesFromWideCompat.OneUnitWithoutAFormEmptiesTheText
+    if (count == static_cast<std::size_t>(-1)) return std::string();
+    result.append(piece, count);
+  }
+  return result;
+}
+
+}  // namespace bix::impl
+
+namespace bix {
+
+int UnixMultiByteToWideChar(const char* locale, wchar_t* out, const char* in) {
+  impl::ScopedCtypeLocale scope(locale);
+  const char* const text = in != nullptr ? in : "";
+  impl::MultibyteReader reader(text, std::strlen(text));
+  std::size_t count = 0;
+  wchar_t scratch[impl::kPieceUnits];
+  while (!reader.IsAtEnd())
+    count += reader.Read(out != nullptr ? out + count : scratch, impl::kPieceUnits);
+  if (out != nullptr) out[count] = L'\0';
+  return static_cast<int>(count);
+}
+
+}  // namespace bix
