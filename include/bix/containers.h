@@ -78,6 +78,7 @@ class MList {
 template <class K>
 struct MMapKey {
   using View = K;
+  static K Make(K key) { return key; }
   static std::uint32_t Hash(const K& key) {
     return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(key));
   }
@@ -85,11 +86,13 @@ struct MMapKey {
 template <>
 struct MMapKey<unsigned> {
   using View = unsigned;
+  static unsigned Make(unsigned key) { return key; }
   static std::uint32_t Hash(unsigned key) { return key; }
 };
 template <>
 struct MMapKey<SString> {
   using View = std::string_view;
+  static SString Make(std::string_view key) { return SString(std::string(key)); }
   static std::uint32_t Hash(std::string_view key) {
     std::uint32_t hash = 0;
     for (char byte : key) {
@@ -138,7 +141,7 @@ class MMap {
     Node** link = &m_buckets[hash % kBucketCount];
     for (; *link != nullptr; link = &(*link)->next)
       if ((*link)->hash == hash && (*link)->key == key) return (*link)->value;
-    *link = new Node{nullptr, hash, K(key), V()};
+    *link = new Node{nullptr, hash, MMapKey<K>::Make(key), V()};
     ++m_count;
     return (*link)->value;
   }

@@ -35,10 +35,10 @@ class BIX_EXPORT CRgValue {
   CRgValue() = default;
   CRgValue(const CRgValue&) = delete;
   CRgValue& operator=(const CRgValue&) = delete;
-  virtual ~CRgValue();                        // slot 1
-  virtual const char* GetName() const = 0;    // slot 2
-  virtual const char* GetValue() const = 0;   // slot 3
-  virtual RvType GetType() const = 0;         // slot 4
+  virtual ~CRgValue();                           // slot 1
+  virtual const char* GetName() const = 0;       // slot 2
+  virtual const char* GetValue() const = 0;      // slot 3
+  virtual RvType GetType() const = 0;            // slot 4
   virtual void SetName(const char* name) = 0;    // slot 5
   virtual void SetType(RvType type) = 0;         // slot 6
   virtual void SetValue(const char* value) = 0;  // slot 7
@@ -74,6 +74,10 @@ class BIX_EXPORT CDefRgValue : public CRgValue {
   SString m_name;
   SString m_value;
   RvType m_type;
+  // Behind the fields that add-ins know: SetName was called, so a key may index this value under
+  // an earlier name.
+  friend class CDefRgKey;
+  bool m_renamed = false;
 };
 
 class BIX_EXPORT CRgKey {
@@ -81,21 +85,21 @@ class BIX_EXPORT CRgKey {
   CRgKey() = default;
   CRgKey(const CRgKey&) = delete;
   CRgKey& operator=(const CRgKey&) = delete;
-  virtual ~CRgKey();                                                                    // slot 1
-  virtual const char* GetName() const = 0;                                              // slot 2
-  virtual CRgKey* CreateKey(const char* name, MList<CRgAttribute*>* attributes) = 0;    // slot 3
-  virtual CRgKey* FindKey(const char* name) const;                                      // slot 4
-  virtual bool AddKey(CRgKey* key);                                                     // slot 5
-  virtual bool RemoveKey(CRgKey* key);                                                  // slot 6
+  virtual ~CRgKey();                                                                  // slot 1
+  virtual const char* GetName() const = 0;                                            // slot 2
+  virtual CRgKey* CreateKey(const char* name, MList<CRgAttribute*>* attributes) = 0;  // slot 3
+  virtual CRgKey* FindKey(const char* name) const;                                    // slot 4
+  virtual bool AddKey(CRgKey* key);                                                   // slot 5
+  virtual bool RemoveKey(CRgKey* key);                                                // slot 6
   virtual CRgValue* CreateValue(const char* name, CRgValue::RvType type, const char* value,
-                                MList<CRgAttribute*>* attributes) = 0;                  // slot 7
-  virtual CRgValue* FindValue(const char* name) const;                                  // slot 8
-  virtual bool AddValue(CRgValue* value);                                               // slot 9
-  virtual bool RemoveValue(CRgValue* value);                                            // slot 10
-  virtual void SetAttributes(MList<CRgAttribute*>* attributes);                         // slot 11
-  virtual CRgKey* UseAttributes(MList<CRgAttribute*>* attributes, const char* name);    // slot 12
-  virtual void Empty();                                                                 // slot 13
-  virtual void Dump(std::FILE* file, const char* parentPath) const;                     // slot 14
+                                MList<CRgAttribute*>* attributes) = 0;                // slot 7
+  virtual CRgValue* FindValue(const char* name) const;                                // slot 8
+  virtual bool AddValue(CRgValue* value);                                             // slot 9
+  virtual bool RemoveValue(CRgValue* value);                                          // slot 10
+  virtual void SetAttributes(MList<CRgAttribute*>* attributes);                       // slot 11
+  virtual CRgKey* UseAttributes(MList<CRgAttribute*>* attributes, const char* name);  // slot 12
+  virtual void Empty();                                                               // slot 13
+  virtual void Dump(std::FILE* file, const char* parentPath) const;                   // slot 14
 
   CRgKey* GetParent() const { return m_parent; }
   int GetKeyCount() const { return m_keys.GetCount(); }
@@ -135,9 +139,17 @@ class BIX_EXPORT CDefRgKey : public CRgKey {
   MMap<SString, CRgValue*> m_valueIndex;
 };
 
+/// Why a settings file could not be read, and where reading stopped.
+struct CRgLoadError {
+  int line = 0;
+  int column = 0;
+  int errorNumber = 0;
+  const char* expected = "";
+};
+
 class BIX_EXPORT CRgFile {
  public:
-  explicit CRgFile(CRgKey* root);
+  explicit CRgFile(CRgKey* root = nullptr);
   CRgFile(const CRgFile&) = delete;
   CRgFile& operator=(const CRgFile&) = delete;
   virtual ~CRgFile();
@@ -158,9 +170,14 @@ class BIX_EXPORT CRgFile {
   int Merge(const char* fileName);
   int Save(const char* fileName);
 
+  const CRgLoadError& GetLoadError() const { return m_loadError; }
+
  protected:
   CRgKey* m_root;
   SString m_fileName;
+
+ private:
+  CRgLoadError m_loadError;
 };
 
 }  // namespace bix

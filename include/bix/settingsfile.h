@@ -10,6 +10,10 @@
 
 namespace bix {
 
+namespace impl {
+class SettingsInput;
+}
+
 class BIX_EXPORT CRgLoader {
  public:
   explicit CRgLoader(CRgKey& root);
@@ -20,16 +24,50 @@ class BIX_EXPORT CRgLoader {
   int Load(const char* fileName);
 
   /// Where reading stopped after a failed Load; 0 and "" after a successful one.
-  int GetErrorLine() const;
-  int GetErrorColumn() const;
-  const char* GetErrorExpected() const;
+  const CRgLoadError& GetError() const { return m_error; }
+  int GetErrorLine() const { return m_error.line; }
+  int GetErrorColumn() const { return m_error.column; }
+  const char* GetErrorExpected() const { return m_error.expected; }
 
  private:
+  class Reading;
+
+  void NextToken();
+  void NextKey();
+  void NextAttribute();
+  int SkipBlanks();
+  void ReadQuotedText();
+  void ReadNumber();
+  void ReadWord();
+  template <class IsEnd>
+  void ReadRawText(IsEnd isEnd);
+
+  void ReadSections();
+  void ReadSection();
+  bool ReadHeader();
+  void ReadKeyAttributes();
+  void HandOverKeyAttributes();
+  void ReadValues();
+  void ReadValueAttributes();
+  void HandOverValue(CRgValue* value);
+  void DeleteAttributes();
+  void NoteDeviation(const char* expected);
+
   CRgKey& m_root;
   std::FILE* m_stream = nullptr;
   int m_current = ' ';
   SString m_text;
   int m_kind = 0;
+  // Behind the fields that add-ins know.
+  impl::SettingsInput* m_input = nullptr;
+  CRgKey* m_key = nullptr;
+  CRgKey* m_lastKey = nullptr;
+  SString m_component;
+  SString m_valueName;
+  MList<CRgAttribute*> m_attributes;
+  const char* m_expected = "";
+  CRgLoadError m_deviation;
+  CRgLoadError m_error;
 };
 
 }  // namespace bix

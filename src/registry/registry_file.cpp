@@ -1,0 +1,153 @@
+// CRgFile: access to the tree by path, and its binding to a file.
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+#include "bix/registry.h"
+#include "bix/settingsfile.h"
+#include "registry/key_path.h"
+
+namespace bix {
+
+namespace {
+
+/// The key at `path` below `key`, or null.
+CRgKey* WalkToKey(const CRgKey* root, const char* path) {
+  impl::KeyPath components(path);
+  CRgKey* key = root->FindKey(components.Next());
+  while (key != nullptr && !components.IsDone()) key = key->FindKey(components.Next());
+  return key;
+}
+
+/// The key at `path` below `key`, made where it is missing; null when the key layer refuses one.
+CRgKey* MakeWayToKey(CRgKey* key, const char* path) {
+  impl::KeyPath components(path);
+  while (key != nullptr && !components.IsDone()) {
+    const char* name = components.Next();
+    CRgKey* found = key->FindKey(name);
+    key = found != nullptr ? found : key->CreateKey(name, nullptr);
+  }
+  return key;
+}
+
+}  // namespace
+
+CRgFile::CRgFile(CRgKey* root) : m_root(root != nullptr ? root : new CDefRgKey("")) {}
+
+CRgFile::~CRgFile() { delete m_root; }
+
+CRgKey* CRgFile::FindKey(const char* path) const { return WalkToKey(m_root, path); }
+
+CRgKey* CRgFile::CreateKey(const char* path, const char* attributeName,
+                           const char* attributeValue) {
+  std::unique_ptr<CRgAttribute> attribute;
+  MList<CRgAttribute*> attributes;
+  MList<CRgAttribute*>* list = nullptr;
+  if (attributeName != nullptr && attributeValue != nullptr) {
+    attribute = std::make_unique<CRgAttribute>(attributeName, attributeValue);
+    attributes.AddTail(attribute.get());
+    list = &attributes;
+  }
+  impl::KeyPath components(path);
+  CRgKey* key = m_root;
+  for (;;) {
+    const char* name = components.Next();
+    if (components.IsDone()) {
+      key = key->CreateKey(name, list);
+      break;
+    }
+    key = key->CreateKey(name, nullptr);
+    if (key == nullptr) return nullptr;
+  }
+  // A layer that refuses the key has deleted the attribute; one that makes it may have taken it.
+  if (key == nullptr || key->GetAttributeList()->Find(attribute.get()) != nullptr)
+    (void)attribute.release();
+  return key;
+}
+
+void CRgFile::RemoveKey(CRgKey* key) {
+  for (; key != nullptr && key->GetParent() != nullptr; key = key->GetParent()) {
+    // COMPAT(remove-key-walks-up): a key with contents is passed over, towards the root, which ends
+    // at a key without parent. In effect only an empty key is detached, and the caller owns it.
+    // Test: RegistryFileCompat.RemoveKeyDetachesOnlyAnEmptyKey
+    if (key->GetKeyCount() != 0 || key->GetValueCount() != 0) continue;
+    key->GetParent()->RemoveKey(key);
+    return;
+  }
+}
+
+void CRgFile::DestroyKey(CRgKey* key) {
+  if (key == nullptr || key->GetKeyCount() != 0 || key->GetParent() == nullptr) return;
+  key->Empty();
+  // COMPAT(destroy-key-keeps-object): the object is emptied and unlinked, never deleted.
+  // Test: RegistryFileCompat.DestroyKeyLeavesTheObjectAlive
+  key->GetParent()->RemoveKey(key);
+}
+
+const char* CRgFile::GetValue(const char* path, const char* valueName) const {
+  const CRgKey* key = WalkToKey(m_root, path);
+  const CRgValue* value = key != nullptr ? key->FindValue(valueName) : nullptr;
+  return value != nullptr ? value->GetValue() : nullptr;
+}
+
+bool CRgFile::SetValue(const char* path, const char* valueName, const char* value) {
+  CRgKey* key = MakeWayToKey(m_root, path);
+  if (key == nullptr) return false;
+  if (CRgValue* found = key->FindValue(valueName)) {
+    found->SetValue(value);
+    return true;
+  }
+  return key->CreateValue(valueName, 0, value, nullptr) != nullptr;
+}
+
+const char* CRgFile::GetAttributeValue(const char* path, const char* valueName,
+                                       const char* attributeName) const {
+  const CRgKey* key = WalkToKey(m_root, path);
+  const CRgValue* value = key != nullptr ? key->FindValue(valueName) : nullptr;
+  return value != nullptr ? value->GetAttributeValue(attributeName) : nullptr;
+}
+
+bool CRgFile::SetAttributeValue(const char* path, const char* valueName, const char* value,
+                                const char* attributeName, const char* attributeValue) {
+  CRgKey* key = MakeWayToKey(m_root, path);
+  if (key == nullptr) return false;
+  CRgValue* holder = key->FindValue(valueName);
+  if (holder == nullptr) holder = key->CreateValue(valueName, 0, value, nullptr);
+  if (holder == nullptr) return false;
+  holder->SetAttributeValue(attributeName, attributeValue);
+  return true;
+}
+
+int CRgFile::Load(const char* fileName) {
+  m_root->Empty();
+  // COMPAT(load-stores-first-name): only the first name is remembered, also when the load fails.
+  // Test: SettingsFileCompat.LoadRemembersOnlyTheFirstName
+  if (m_fileName.empty()) m_fileName = fileName;
+  return Merge(fileName);
+}
+
+int CRgFile::Merge(const char* fileName) {
+  CRgLoader loader(*m_root);
+  const int result = loader.Load(fileName);
+  m_loadError = loader.GetError();
+  if (result == 0) return 0;
+  // COMPAT(failed-merge-empties): everything goes, also what the tree held before the merge.
+  // Test: SettingsFileCompat.FailedMergeEmptiesTheTree
+  m_root->Empty();
+  return 1;
+}
+
+int CRgFile::Save(const char* fileName) {
+  // COMPAT(save-stores-no-name): a given name serves this call only.
+  // Test: SettingsFileCompat.SaveDoesNotRememberTheName
+  const char* target = fileName != nullptr ? fileName : m_fileName.c_str();
+  if (*target == 0) return 1;
+  std::FILE* file = std::fopen(target, "we");
+  if (file == nullptr) return errno;
+  m_root->Dump(file, nullptr);
+  const bool failed = std::ferror(file) != 0;
+  return std::fclose(file) != 0 || failed ? EIO : 0;
+}
+
+}  // namespace bix

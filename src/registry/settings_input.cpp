@@ -1,0 +1,74 @@
+#include "registry/settings_input.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace bix::impl {
+
+namespace {
+
+constexpr std::size_t kBlockSize = 64 * 1024;
+
+bool IsRegularFile(int fd) {
+  struct stat status;
+  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+}  // namespace
+
+SettingsInput::SettingsInput(int fd)
+    : m_fd(fd),
+      m_isRegular(IsRegularFile(fd)),
+      m_block(std::make_unique_for_overwrite<char[]>(kBlockSize)),
+      m_cursor(m_block.get()),
+      m_end(m_cursor),
+      m_token(m_cursor),
+      m_counted(m_cursor) {}
+
+bool SettingsInput::Fill() {
+  if (m_hasEnded) return false;
+  (void)GetTokenPlace();
+  (void)ResolvePlace(m_end);
+  char* block = m_block.get();
+  // A pipe or terminal is read byte by byte: what follows the settings stays there for its reader.
+  const std::size_t length = Read(block, m_isRegular ? kBlockSize : 1);
+  // COMPAT(reader-nul-ends-file): the first NUL byte is the end of the file, and reading to it is a
+  // success; what follows is never looked at. Test: SettingsReaderCompat.NulByteEndsTheFile
+  const void* nul = std::memchr(block, 0, length);
+  m_hasEnded = length == 0 || nul != nullptr;
+  m_cursor = m_counted = m_token = block;
+  m_end = nul != nullptr ? static_cast<const char*>(nul) : block + length;
+  return m_cursor != m_end;
+}
+
+std::size_t SettingsInput::Read(char* block, std::size_t size) {
+  ssize_t length;
+  do length = read(m_fd, block, size);
+  while (length < 0 && errno == EINTR);
+  if (length >= 0) return static_cast<std::size_t>(length);
+  m_errorNumber = errno;
+  return 0;
+}
+
+SettingsInput::Place SettingsInput::GetTokenPlace() {
+  if (!m_tokenIsResolved) m_tokenPlace = ResolvePlace(m_token);
+  m_tokenIsResolved = true;
+  return m_tokenPlace;
+}
+
+SettingsInput::Place SettingsInput::ResolvePlace(const char* place) {
+  while (const void* found =
+             std::memchr(m_counted, '\n', static_cast<std::size_t>(place - m_counted))) {
+    m_counted = static_cast<const char*>(found) + 1;
+    ++m_countedPlace.line;
+    m_countedPlace.column = 1;
+  }
+  m_countedPlace.column += place - m_counted;
+  m_counted = place;
+  return m_countedPlace;
+}
+
+}  // namespace bix::impl

@@ -1,0 +1,419 @@
+// The reader of the settings text format; docs/settings-format.md has the grammar.
+//
+//   file       = { stray character } { section }
+//   section    = "[" component { "/" component } "]" [ key attributes ] { value }
+//   key attrs  = "(" raw "=" raw { any token, raw "=" raw } ")"
+//   value      = quoted "=" token [ "(" token "=" token { any token, token "=" token } ")" ]
+//
+// One function per rule. The end of the file ends every rule with success, and a token that fits
+// nowhere ends the reading with failure; what was made up to there stays.
+
+#include "bix/settingsfile.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include <strings.h>
+
+#include "registry/settings_input.h"
+
+namespace bix {
+
+namespace {
+
+enum Token : int {
+  kStray = 0,
+  kRawName = 1,
+  kWord = 2,
+  kQuoted = 3,
+  kNumber = 4,
+  kTrue = 5,
+  kFalse = 6,
+  kOpen = 7,
+  kClose = 8,
+  kOpenSection = 9,
+  kCloseSection = 10,
+  kEquals = 11,
+  kComma = 12,
+  kSlash = 13,
+  kEnd = 14,
+};
+
+// The scanners for headers and key attributes tell some characters in kinds of their own.
+constexpr Token kHeaderEnd = kOpenSection;
+constexpr Token kAttributeComma = kSlash;
+
+constexpr char kExpectedSection[] = "\"[\" at the start of a section";
+constexpr char kExpectedKeyName[] = "a key name in the section header";
+constexpr char kExpectedAfterHeader[] =
+    "\"(\", a quoted value name, \"[\" or the end of the file after the section header";
+constexpr char kExpectedAfterKeyAttributes[] =
+    "a quoted value name, \"[\" or the end of the file after the key attributes";
+constexpr char kExpectedAttributeEquals[] = "\"=\" after the attribute name";
+constexpr char kExpectedAttributeEnd[] = "\",\" or \")\" after the attribute";
+constexpr char kExpectedValueEquals[] = "\"=\" after the value name";
+constexpr char kExpectedValue[] = "a quoted text, a number or a word after \"=\"";
+constexpr char kExpectedAfterValue[] =
+    "\"(\", a quoted value name, \"[\" or the end of the file after the value";
+constexpr char kExpectedAfterValueAttributes[] =
+    "a quoted value name, \"[\" or the end of the file after the value attributes";
+
+bool CarriesText(int kind) { return kind >= kRawName && kind <= kFalse; }
+
+bool IsWordCharacter(int character) { return std::isalnum(character) != 0 || character == '_'; }
+
+int ClampToInt(std::int64_t number) {
+  return static_cast<int>(std::min<std::int64_t>(number, INT_MAX));
+}
+
+}  // namespace
+
+/// What one Load holds: the stream and its input. Given back on every way out.
+class CRgLoader::Reading {
+ public:
+  Reading(CRgLoader& loader, std::FILE* stream) : m_loader(loader) { m_loader.m_stream = stream; }
+  Reading(const Reading&) = delete;
+  Reading& operator=(const Reading&) = delete;
+  ~Reading() {
+    m_loader.DeleteAttributes();
+    m_loader.m_input = nullptr;
+    (void)std::fclose(m_loader.m_stream);  // only read from
+    m_loader.m_stream = nullptr;
+    m_loader.m_current = ' ';
+  }
+
+  void Start() {
+    m_input = std::make_unique<impl::SettingsInput>(fileno(m_loader.m_stream));
+    m_loader.m_input = m_input.get();
+  }
+
+ private:
+  CRgLoader& m_loader;
+  std::unique_ptr<impl::SettingsInput> m_input;
+};
+
+CRgLoader::CRgLoader(CRgKey& root) : m_root(root) {}
+
+CRgLoader::~CRgLoader() = default;
+
+int CRgLoader::Load(const char* fileName) {
+  m_error = m_deviation = CRgLoadError();
+  m_kind = kStray;
+  if (fileName == nullptr || *fileName == 0) {
+    m_error.expected = "the name of a file";
+    return 1;
+  }
+  std::FILE* stream = std::fopen(fileName, "re");
+  if (stream == nullptr) {
+    m_error.errorNumber = errno;
+    m_error.expected = "a file that can be opened for reading";
+    return 1;
+  }
+  Reading reading(*this, stream);
+  reading.Start();
+  ReadSections();
+  if (m_input->GetErrorNumber() != 0) {
+    // A file that breaks off is not a short file: whoever saves next would lose the rest of it.
+    m_error.errorNumber = m_input->GetErrorNumber();
+    m_error.expected = "a file that can be read to its end";
+    return 1;
+  }
+  if (m_kind == kEnd) return 0;
+  NoteDeviation(m_expected);
+  m_error = m_deviation;
+  return 1;
+}
+
+// Scanners.
+
+int CRgLoader::SkipBlanks() {
+  while (std::isspace(m_current = m_input->Look()) != 0) m_input->Take();
+  m_input->BeginToken();
+  return m_current;
+}
+
+void CRgLoader::NextToken() {
+  switch (const int character = SkipBlanks()) {
+    case 0:
+      m_kind = kEnd;
+      return;
+    case ',':
+      m_kind = kComma;
+      break;
+    case '(':
+      m_kind = kOpen;
+      break;
+    case ')':
+      m_kind = kClose;
+      break;
+    case '=':
+      m_kind = kEquals;
+      break;
+    case '[':
+      m_kind = kOpenSection;
+      break;
+    case ']':
+      m_kind = kCloseSection;
+      break;
+    case '/':
+      m_kind = kSlash;
+      break;
+    case '"':
+      return ReadQuotedText();
+    default:
+      if (std::isdigit(character) != 0) return ReadNumber();
+      if (std::isalpha(character) != 0) return ReadWord();
+      // COMPAT(reader-stale-text): a token without text leaves the text of the last one standing,
+      // so a value that is no value is stored under the text of its own name before reading fails.
+      // Test: SettingsReaderCompat.TokenWithoutTextLeavesTheLastTextStanding
+      m_kind = kStray;
+      break;
+  }
+  m_input->Take();
+}
+
+void CRgLoader::ReadQuotedText() {
+  m_kind = kQuoted;
+  m_text.clear();
+  m_input->Take();
+  while (m_input->Look() != 0) {
+    const char* begin = m_input->GetCursor();
+    const std::size_t size = static_cast<std::size_t>(m_input->GetEnd() - begin);
+    const char* quote = static_cast<const char*>(std::memchr(begin, '"', size));
+    if (quote != nullptr) {
+      m_text.append(begin, quote);
+      m_input->TakeTo(quote + 1);
+      return;
+    }
+    m_text.append(begin, size);
+    m_input->TakeTo(begin + size);
+  }
+}
+
+void CRgLoader::ReadNumber() {
+  // COMPAT(reader-number-wraps): 32 bits without overflow check, and printed as a signed number, so
+  // 4294967295 reads as "-1" and "007" as "7". Test: SettingsReaderCompat.NumbersAre32BitAndSigned
+  m_kind = kNumber;
+  std::uint32_t number = 0;
+  for (int digit; std::isdigit(digit = m_input->Look()) != 0; m_input->Take())
+    number = number * 10 + static_cast<std::uint32_t>(digit - '0');
+  m_text.assign(std::to_string(static_cast<std::int32_t>(number)));
+}
+
+void CRgLoader::ReadWord() {
+  m_text.clear();
+  for (int character; IsWordCharacter(character = m_input->Look()); m_input->Take())
+    m_text.push_back(static_cast<char>(character));
+  m_kind = strcasecmp(m_text.c_str(), "true") == 0    ? kTrue
+           : strcasecmp(m_text.c_str(), "false") == 0 ? kFalse
+                                                      : kWord;
+}
+
+template <class IsEnd>
+void CRgLoader::ReadRawText(IsEnd isEnd) {
+  m_kind = kRawName;
+  m_text.clear();
+  for (int character; (character = m_input->Look()) != 0 && !isEnd(character);) {
+    const char* begin = m_input->GetCursor();
+    const char* end = std::find_if(begin, m_input->GetEnd(), isEnd);
+    m_text.append(begin, end);
+    m_input->TakeTo(end);
+  }
+}
+
+void CRgLoader::NextKey() {
+  switch (SkipBlanks()) {
+    case 0:
+      m_kind = kEnd;
+      return;
+    case '/':
+      m_kind = kSlash;
+      break;
+    case ']':
+      m_kind = kHeaderEnd;
+      break;
+    default:
+      // COMPAT(reader-header-keeps-blanks): only leading blanks are skipped; trailing ones and line
+      // breaks belong to the name. Test: SettingsReaderCompat.HeaderKeepsTrailingBlanks
+      return ReadRawText([](int character) { return character == ']' || character == '/'; });
+  }
+  m_input->Take();
+}
+
+void CRgLoader::NextAttribute() {
+  switch (SkipBlanks()) {
+    case 0:
+      m_kind = kEnd;
+      return;
+    case ',':
+      m_kind = kAttributeComma;
+      break;
+    case ')':
+      m_kind = kClose;
+      break;
+    case '=':
+      m_kind = kEquals;
+      break;
+    default:
+      return ReadRawText(
+          [](int character) { return character == ')' || character == '=' || character == ','; });
+  }
+  m_input->Take();
+}
+
+// Rules.
+
+/// Notes where and why reading may be about to fail; the first note since the last element that was
+/// read in full counts.
+void CRgLoader::NoteDeviation(const char* expected) {
+  if (m_deviation.line != 0) return;
+  const impl::SettingsInput::Place place = m_input->GetTokenPlace();
+  m_deviation.line = ClampToInt(place.line);
+  m_deviation.column = ClampToInt(place.column);
+  m_deviation.expected = expected;
+}
+
+void CRgLoader::ReadSections() {
+  // COMPAT(reader-leading-punctuation): characters that start no token, a byte-order mark among
+  // them, are skipped before the first section and nowhere else.
+  // Test: SettingsReaderCompat.StrayCharactersBeforeTheFirstSectionAreSkipped
+  do NextToken();
+  while (m_kind == kStray);
+  m_expected = kExpectedSection;
+  while (m_kind == kOpenSection) ReadSection();
+}
+
+void CRgLoader::ReadSection() {
+  if (!ReadHeader()) return;
+  m_expected = kExpectedAfterHeader;
+  NextToken();
+  if (m_kind == kOpen) {
+    ReadKeyAttributes();
+    m_expected = kExpectedAfterKeyAttributes;
+    NextToken();
+  }
+  HandOverKeyAttributes();
+  ReadValues();
+}
+
+/// Reads "A/B]"; true when the closing bracket was found.
+bool CRgLoader::ReadHeader() {
+  m_expected = kExpectedKeyName;
+  m_key = &m_root;
+  m_lastKey = nullptr;
+  do {
+    NextKey();
+    if (m_kind != kRawName) break;
+    if (m_key != nullptr) {
+      m_component = m_text;
+      m_key = m_key->CreateKey(m_component.c_str(), nullptr);
+      if (m_key != nullptr) m_lastKey = m_key;
+    }
+    NextToken();
+  } while (m_kind == kSlash);
+  return m_kind == kCloseSection;
+}
+
+void CRgLoader::ReadKeyAttributes() {
+  do {
+    NextAttribute();
+    SString name = m_text;
+    NextToken();
+    if (m_kind != kEquals) return NoteDeviation(kExpectedAttributeEquals);
+    NextAttribute();
+    auto attribute = std::make_unique<CRgAttribute>(name.c_str(), m_text.c_str());
+    m_attributes.AddTail(attribute.get());
+    (void)attribute.release();  // deleted by DeleteAttributes unless handed over
+    NextToken();
+  } while (m_kind != kClose);
+}
+
+void CRgLoader::HandOverKeyAttributes() {
+  if (m_attributes.IsEmpty()) return;
+  if (m_key == nullptr && m_lastKey != nullptr) {
+    m_key = m_lastKey->UseAttributes(&m_attributes, m_component.c_str());
+    // The key may have been made with the attributes already.
+    if (m_key != nullptr &&
+        m_key->GetAttributeList()->Find(m_attributes.GetAt(m_attributes.GetHeadPosition())))
+      return m_attributes.RemoveAll();
+  }
+  if (m_key == nullptr) return DeleteAttributes();
+  m_key->SetAttributes(&m_attributes);
+  m_attributes.RemoveAll();  // now the key's
+}
+
+void CRgLoader::ReadValues() {
+  while (m_kind == kQuoted) {
+    m_deviation = CRgLoadError();
+    m_valueName = m_text;
+    NextToken();
+    if (m_kind != kEquals) return NoteDeviation(kExpectedValueEquals);
+    NextToken();
+    if (!CarriesText(m_kind)) NoteDeviation(kExpectedValue);
+    SString value = m_text;
+    m_expected = kExpectedAfterValue;
+    NextToken();
+    if (m_kind == kOpen) {
+      ReadValueAttributes();
+      m_expected = kExpectedAfterValueAttributes;
+      NextToken();
+    }
+    if (m_key != nullptr)
+      HandOverValue(m_key->CreateValue(m_valueName.c_str(), 0, value.c_str(), &m_attributes));
+    else
+      DeleteAttributes();
+  }
+  if (m_kind == kOpenSection) m_deviation = CRgLoadError();
+}
+
+void CRgLoader::ReadValueAttributes() {
+  do {
+    NextToken();
+    SString name = m_text;
+    NextToken();
+    // COMPAT(reader-attribute-separator): any token stands for the comma, so the blank-separated
+    // form of the writer loses its second name here, and reading stops behind the value.
+    // Test: SettingsReaderCompat.AttributesWithoutCommaStopTheReading
+    if (m_kind != kEquals) return NoteDeviation(kExpectedAttributeEquals);
+    NextToken();
+    auto attribute = std::make_unique<CRgAttribute>(name.c_str(), m_text.c_str());
+    m_attributes.AddTail(attribute.get());
+    (void)attribute.release();  // deleted by DeleteAttributes unless handed over
+    NextToken();
+    m_deviation = CRgLoadError();
+    if (m_kind != kComma && m_kind != kClose) NoteDeviation(kExpectedAttributeEnd);
+  } while (m_kind != kClose);
+}
+
+/// Settles who owns the attributes of a value just made: the key layer may have taken them, some of
+/// them or none; those it left are added here. Without a value they are deleted.
+void CRgLoader::HandOverValue(CRgValue* value) {
+  if (m_attributes.IsEmpty()) return;
+  if (value == nullptr) return DeleteAttributes();
+  std::vector<const CRgAttribute*> held;
+  for (void* position = value->GetFirstAttributePosition(); position != nullptr;)
+    held.push_back(value->GetNextAttribute(position));
+  std::sort(held.begin(), held.end(), std::less<>());
+  while (void* position = m_attributes.GetHeadPosition()) {
+    CRgAttribute* attribute = m_attributes.GetAt(position);
+    if (!std::binary_search(held.begin(), held.end(), attribute, std::less<>()))
+      value->AddAttribute(attribute);
+    m_attributes.RemoveAt(position);
+  }
+}
+
+void CRgLoader::DeleteAttributes() {
+  while (void* position = m_attributes.GetHeadPosition()) {
+    delete m_attributes.GetAt(position);
+    m_attributes.RemoveAt(position);
+  }
+}
+
+}  // namespace bix
