@@ -4,11 +4,14 @@
 /// The whole library in one include.
 
 #include "bix/containers.h"
+#include "bix/diagnostics.h"
 #include "bix/directories.h"
 #include "bix/export.h"
 #include "bix/hosttypes.h"
+#include "bix/library.h"
 #include "bix/messages.h"
 #include "bix/pathname.h"
+#include "bix/product.h"
 #include "bix/registry.h"
 #include "bix/settingsfile.h"
 #include "bix/stringtable.h"

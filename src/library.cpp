@@ -1,0 +1,99 @@
+// What the library does when it is loaded and unloaded, from top to bottom and back: every object
+// with process lifetime that needs construction stands here, in the order in which it must exist.
+// They end in reverse. Everything else in the library is constant-initialised.
+//
+// Loading is cheap, throws nothing, and writes only what "BIX_ERR_OUT" and the language ask for.
+
+#include <cstdint>
+
+#include "bix/library.h"
+#include "bix/messages.h"
+#include "bix/stringtable.h"
+#include "resources/directory_state.h"
+#include "resources/own_texts.h"
+
+namespace {
+
+/// Why DllMain is called.
+// COMPAT(dllmain-reasons): 0 is loading and 3 unloading, unlike the numbers of a Windows-compatibility
+// layer; everything but 0 does nothing. Test: LibraryEntryCompat.OnlyReasonZeroSetsTheHandleAndOnlyOnce
+enum DllReason : std::uint32_t { kDllLoaded = 0, kDllUnloaded = 3 };
+
+/// Told when the library comes and goes. Reached directly, past the exported name, which a host may
+/// have one of its own of.
+int HandleDllReason(HINSTANCE module, std::uint32_t reason) {
+  if (reason == kDllLoaded && bix::BixhDllInstance == nullptr) bix::BixhDllInstance = module;
+  return 1;
+}
+
+}  // namespace
+
+extern "C" BIX_EXPORT int DllMain(HINSTANCE module, std::uint32_t reason, void* /*reserved*/) {
+  return HandleDllReason(module, reason);
+}
+
+void InitializeLibResources(HINSTANCE module) { bix::impl::RegisterOwnTexts(module); }
+
+void UninitializeLibResources(HINSTANCE module) { bix::BixUnregisterStringTable(module); }
+
+namespace bix {
+namespace {
+
+// The texts that the directory functions hand out: changed by those functions only. They are here
+// before and after everything that may ask for a directory.
+impl::DirectoryState s_directories;
+
+}  // namespace
+
+// The error channel: reads "BIX_ERR_OUT" now. Hosts install their handlers and take them off again.
+CMsgOut bixerr(CMsgOut::Error);
+
+// The channel for normal output, under the same rule.
+CMsgOut bixout(CMsgOut::Normal);
+
+// The handle by which the library finds its own texts: set by manageDll, replaced by s_hrd when
+// that loads a resource library.
+HINSTANCE BixhDllInstance = nullptr;
+
+namespace {
+
+/// Its address is the library's own handle.
+class ManageDll {
+ public:
+  ManageDll() { HandleDllReason(Handle(), kDllLoaded); }
+  ManageDll(const ManageDll&) = delete;
+  ManageDll& operator=(const ManageDll&) = delete;
+  ~ManageDll() { HandleDllReason(Handle(), kDllUnloaded); }
+
+  HINSTANCE Handle() { return GetDllHandle(reinterpret_cast<HINSTANCE>(this)); }
+};
+
+/// Makes the library's handle the current resource handle for as long as the library is loaded.
+class OwnResourceHandle {
+ public:
+  OwnResourceHandle() : _dhs(BixGetResourceHandle()) { BixSetResourceHandle(BixhDllInstance); }
+  OwnResourceHandle(const OwnResourceHandle&) = delete;
+  OwnResourceHandle& operator=(const OwnResourceHandle&) = delete;
+  ~OwnResourceHandle() { BixSetResourceHandle(_dhs); }
+
+ private:
+  HINSTANCE const _dhs;  // what was current before
+};
+
+// Names this library. Never changed.
+ManageDll manageDll;
+
+// The current resource handle. Changed by BixSetResourceHandle alone.
+OwnResourceHandle s_ownResourceHandle;
+
+// The library's own texts: the compiled-in English ones or a resource library. Never changed.
+// COMPAT(own-handle-not-current): the current handle is set before, and stays what it is when a
+// resource library replaces BixhDllInstance. Test:
+// ResourceLanguageCompat.TheCurrentHandleStaysWithoutTexts
+BixHandleResourceDLL _hrd("BIX10_R.DLL", &impl::RegisterOwnTexts, BixhDllInstance);
+
+}  // namespace
+
+impl::DirectoryState& impl::Directories() { return s_directories; }
+
+}  // namespace bix
