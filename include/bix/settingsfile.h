@@ -43,7 +43,7 @@ class BIX_EXPORT CRgLoader {
   void ReadRawText(IsEnd isEnd);
 
   void ReadSections();
-  void ReadSection();
+  bool ReadSection();
   bool ReadHeader();
   void ReadKeyAttributes();
   void HandOverKeyAttributes();

@@ -31,6 +31,16 @@ CRgKey* MakeWayToKey(CRgKey* key, const char* path) {
   return key;
 }
 
+/// Writes the whole tree; 0, or the error number of a failed write.
+int DumpTo(std::FILE* file, const CRgKey& root) {
+  errno = 0;
+  root.Dump(file, nullptr);
+  if (std::fflush(file) == 0 && std::ferror(file) == 0) return 0;
+  // Once a write has failed, nothing that follows sets errno but further failed writes.
+  const int error = errno;
+  return error != 0 ? error : EIO;
+}
+
 }  // namespace
 
 CRgFile::CRgFile(CRgKey* root) : m_root(root != nullptr ? root : new CDefRgKey("")) {}
@@ -145,9 +155,9 @@ int CRgFile::Save(const char* fileName) {
   if (*target == 0) return 1;
   std::FILE* file = std::fopen(target, "we");
   if (file == nullptr) return errno;
-  m_root->Dump(file, nullptr);
-  const bool failed = std::ferror(file) != 0;
-  return std::fclose(file) != 0 || failed ? EIO : 0;
+  const int dumpError = DumpTo(file, *m_root);
+  if (std::fclose(file) != 0 && dumpError == 0) return errno;
+  return dumpError;
 }
 
 }  // namespace bix

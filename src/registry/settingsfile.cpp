@@ -287,11 +287,13 @@ void CRgLoader::ReadSections() {
   do NextToken();
   while (m_kind == kStray);
   m_expected = kExpectedSection;
-  while (m_kind == kOpenSection) ReadSection();
+  while (m_kind == kOpenSection && ReadSection()) {
+  }
 }
 
-void CRgLoader::ReadSection() {
-  if (!ReadHeader()) return;
+/// Reads the rest of a section; false when its header does not end, which ends the reading too.
+bool CRgLoader::ReadSection() {
+  if (!ReadHeader()) return false;
   m_expected = kExpectedAfterHeader;
   NextToken();
   if (m_kind == kOpen) {
@@ -301,6 +303,7 @@ void CRgLoader::ReadSection() {
   }
   HandOverKeyAttributes();
   ReadValues();
+  return true;
 }
 
 /// Reads "A/B]"; true when the closing bracket was found.
