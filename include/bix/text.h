@@ -5,10 +5,10 @@
 ///
 /// Four thin extensions of the standard strings. Every standard operation stays available on them.
 ///
-///   UTF8String   bytes in the process's multibyte encoding; UTF-8 when the host has set a UTF-8
-///   locale SString      the same bytes and the everyday operations; the text type of every
-///   interface WString      wide text, 32-bit units ANSIString   bytes in the encoding of the
-///   current locale
+///   UTF8String   bytes in the process's multibyte encoding; UTF-8 in a UTF-8 locale
+///   SString      the same bytes and the everyday operations; the text type of every interface
+///   WString      wide text, 32-bit units
+///   ANSIString   bytes in the encoding of the current locale
 ///
 ///   bix::SString title = L"Gr\u00fc\u00dfe";          // wide to bytes, by the locale
 ///   title.Insert(title.GetLength(), "!");
@@ -147,9 +147,8 @@ class BIX_EXPORT SString : public UTF8String {
   /// has the rules of the bound. A zero byte that %c writes ends the text. The arguments and the
   /// format may lie in the string itself.
   ///
-  /// Errors: when the formatted text is longer than the bound, or the format is invalid, the text
-  /// is
-  ///   "" and errno EINVAL; the bound is returned all the same.
+  /// Errors: the text is "" and errno EINVAL when the formatted text is longer than the bound, or the
+  ///   format is invalid; the bound is returned all the same.
   int Format(const char* format, ...) __attribute__((format(printf, 2, 3)));
   /// Formats with numbered text `id` of the current resource handle as the format.
   ///
@@ -239,8 +238,7 @@ class BIX_EXPORT ANSIString : public std::string {
 };
 
 /// The bucket of `key` in a hash table of `size` buckets: from 0 to `size` - 1, the same on every
-/// platform. h = h * 33 + byte in 32 bits, for each byte up to the first zero byte, taken as
-/// signed.
+/// platform. In 32 bits, h = h * 33 + byte for each byte up to the first zero byte, taken as signed.
 ///
 ///   "", any  => 0
 ///   "a", 1000    => 97
@@ -253,10 +251,11 @@ BIX_EXPORT unsigned StringHashKey(const SString& key, int size);
 /// terminator. Bytes that form no character are dropped, one at a time.
 ///
 /// `out` has room for the result and a terminator; null only counts. `locale` is the LC_CTYPE
-/// locale to convert by, or null for the current one; when the system does not know it, the current
-/// one is used. Threads: with a locale it changes that of the process for the length of the call,
-/// so no other
-///   thread may convert text meanwhile. Without one it is re-entrant.
+/// locale to convert by, or null for the current one, which is also used when the system does not
+/// know that name.
+///
+/// Threads: re-entrant without a locale. With one it changes that of the process for the length of
+///   the call, so no other thread may convert text meanwhile.
 BIX_EXPORT int UnixMultiByteToWideChar(const char* locale, wchar_t* out, const char* in);
 
 /// Writes the XML data form of the byte `*in` into `out` as a terminated text.

@@ -59,8 +59,8 @@ bool ResolveReferences(const SString& text, std::size_t conversionCount, Reorder
       cursor += 2;
     }
     // COMPAT(i18n-next-word): a conversion without a reference takes the argument behind that of
-    // the conversion before it, used or not: behind "%$2s" a "%d" takes the third. Required by
-    // existing hosts. Test: FormatI18nCompat.PlainConversionTakesTheWordBehind
+    // the conversion before it, used or not: behind "%$2s" a "%d" takes the third.
+    // Required by existing hosts. Test: FormatI18nCompat.PlainConversionTakesTheWordBehind
     result.order.push_back(next++);
   }
   return true;
@@ -133,9 +133,8 @@ int SString::FormatI18n(unsigned id, ...) {
     given[i] = va_arg(arguments, long);
   va_end(arguments);
 
-  // CHOICE(i18n-zero-words): a conversion behind the last argument, behind the ninth, or shifted by
-  // a
-  // "*" reads a zero word and never what happens to lie behind the arguments.
+  // CHOICE(i18n-zero-words): a conversion behind the last argument or behind the ninth, or shifted
+  // there by a "*", reads a zero word and never what happens to lie behind the arguments.
   // Test: FormatI18nCompat.WordsBehindTheLastAreZero
   std::array<long, kAllWords> words{};
   for (std::size_t slot = 0; slot < std::min(reordered.order.size(), kPassedWords); ++slot)

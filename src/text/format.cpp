@@ -102,8 +102,9 @@ class LengthEstimate {
     }
   }
 
-  /// CHOICE(format-prefixes): prefixes may be repeated, so "%lld" counts as it prints; of h and l
-  /// the last one holds for texts. Test: FormatBoundCompat.PrefixesMayBeRepeated
+  // CHOICE(format-prefixes): prefixes may be repeated, so "%lld" is read as it prints; of h and l
+  // the last one holds for texts.
+  // Test: FormatBoundCompat.PrefixesMayBeRepeated
   void ReadPrefixes() {
     m_isShort = m_isWide = m_hasCapitalL = false;
     m_longCount = 0;
@@ -174,8 +175,8 @@ class LengthEstimate {
       default:
         // COMPAT(format-unknown-letter): a letter that is not known here counts nothing and takes
         // no argument, also where vsnprintf() knows it (E, a, z, j, t). The bound then falls short
-        // and the operation fails. Required by existing hosts. Test:
-        // FormatBoundCompat.UnknownLettersCountNothing
+        // and the operation fails. Required by existing hosts.
+        // Test: FormatBoundCompat.UnknownLettersCountNothing
         return;
     }
   }
@@ -225,8 +226,8 @@ class LengthEstimate {
     m_total += std::max(least, static_cast<std::int64_t>(m_width) + m_precision);
   }
 
-  /// CHOICE(format-long-double): with L the argument is read as it is printed, a long double.
-  /// Test: FormatBoundCompat.CapitalLReadsALongDouble
+  // CHOICE(format-long-double): with L the argument is read as it is printed, a long double.
+  // Test: FormatBoundCompat.CapitalLReadsALongDouble
   bool IsLongDouble() const { return m_hasCapitalL || m_longCount > 1; }
 
   void AddFixed() {

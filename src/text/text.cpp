@@ -87,8 +87,8 @@ int SString::CompareNoCase(const SString& other) const {
   return strcasecmp(c_str(), other.c_str());
 }
 int SString::CompareNoCase(const char* other) const { return strcasecmp(c_str(), OrEmpty(other)); }
-// CHOICE(null-operand): a null text in a comparison or search is the empty text, as everywhere
-// else. Test: StringSearchCompat.NullIsTheEmptyText
+// CHOICE(null-operand): null in a comparison or a search is the empty text, as everywhere else.
+// Test: StringSearchCompat.NullIsTheEmptyText
 SString::size_type SString::Find(const char* text) const { return find(OrEmpty(text), 0); }
 
 // A negative position becomes one far behind the end, so it is out of range on every platform.
