@@ -147,8 +147,8 @@ class BIX_EXPORT SString : public UTF8String {
   /// has the rules of the bound. A zero byte that %c writes ends the text. The arguments and the
   /// format may lie in the string itself.
   ///
-  /// Errors: the text is "" and errno EINVAL when the formatted text is longer than the bound, or the
-  ///   format is invalid; the bound is returned all the same.
+  /// Errors: the text is "" and errno EINVAL when the result is longer than the bound or the format
+  ///   is invalid; the bound is returned all the same.
   int Format(const char* format, ...) __attribute__((format(printf, 2, 3)));
   /// Formats with numbered text `id` of the current resource handle as the format.
   ///
@@ -238,7 +238,7 @@ class BIX_EXPORT ANSIString : public std::string {
 };
 
 /// The bucket of `key` in a hash table of `size` buckets: from 0 to `size` - 1, the same on every
-/// platform. In 32 bits, h = h * 33 + byte for each byte up to the first zero byte, taken as signed.
+/// platform. h = h * 33 + byte in 32 bits, for each signed byte up to the first zero byte.
 ///
 ///   "", any  => 0
 ///   "a", 1000    => 97
