@@ -1,0 +1,196 @@
+// The operations of SString that take their text by number, with string tables of a module.
+
+#include "bix/text.h"
+
+#include <cerrno>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "bix/messages.h"
+#include "bix/stringtable.h"
+#include "qv/messageoutputhandler.h"
+
+namespace {
+
+using bix::SString;
+
+/// A module with texts of its own, whose resource handle is the current one.
+class NumberedText : public testing::Test {
+ protected:
+  static constexpr unsigned kMissing = 4711;
+
+  NumberedText() : m_saved(bix::BixGetResourceHandle()), m_table(Module()) {
+    bix::BixSetResourceHandle(Module());
+  }
+  ~NumberedText() override { bix::BixSetResourceHandle(m_saved); }
+
+  static HINSTANCE Module() {
+    static int module;
+    return reinterpret_cast<HINSTANCE>(&module);
+  }
+
+  unsigned Add(const char* text) {
+    m_table.Add(++m_lastId, text);
+    return m_lastId;
+  }
+
+  bix::SStringTable& Table() { return m_table; }
+
+ private:
+  const HINSTANCE m_saved;
+  bix::SStringTable m_table;
+  unsigned m_lastId = 0;
+};
+
+using LoadNumberedText = NumberedText;
+using FormatNumberedText = NumberedText;
+using FormatI18n = NumberedText;
+using FormatI18nCompat = NumberedText;
+
+TEST_F(LoadNumberedText, TakesItFromTheCurrentResourceHandle) {
+  const unsigned id = Add("My Projects");
+  SString text("before");
+  EXPECT_EQ(11, text.LoadStringA(id));
+  EXPECT_EQ("My Projects", text);
+}
+
+TEST_F(LoadNumberedText, OfAnUnknownNumberFailsAndLeavesTheText) {
+  SString text("before");
+  EXPECT_EQ(0, text.LoadStringA(kMissing));
+  EXPECT_EQ("before", text);
+}
+
+TEST_F(LoadNumberedText, ThatIsEmptyReadsAsAFailure) {
+  SString text("before");
+  EXPECT_EQ(0, text.LoadStringA(Add("")));
+  EXPECT_EQ("", text);
+}
+
+TEST_F(FormatNumberedText, FormatsWithTheLoadedText) {
+  const unsigned id = Add("%s: %d");
+  SString text;
+  EXPECT_EQ(1 + 2 + 32, text.Format(id, "a", 5));
+  EXPECT_EQ("a: 5", text);
+  EXPECT_EQ(1 + 2 + 32, text.FormatMessage(id, "b", 6));
+  EXPECT_EQ("b: 6", text);
+  EXPECT_EQ(1 + 2 + 32, text.FormatMessageA(id, "c", 7));
+  EXPECT_EQ("c: 7", text);
+}
+
+TEST_F(FormatNumberedText, TextMayBeItsOwnArgument) {
+  SString text("abc");
+  EXPECT_EQ(5, text.Format(Add("<%s>"), text.GetBuffer()));
+  EXPECT_EQ("<abc>", text);
+}
+
+TEST_F(FormatNumberedText, OfAnUnknownNumberIsRefusedAndTheTextKept) {
+  SString text("before");
+  EXPECT_EQ(-1, text.Format(kMissing, 1));
+  EXPECT_EQ("before", text);
+  EXPECT_EQ(-1, text.FormatMessage(kMissing, 1));
+  EXPECT_EQ("before", text);
+  EXPECT_EQ(-1, text.FormatMessageA(kMissing, 1));
+  EXPECT_EQ("before", text);
+}
+
+TEST_F(FormatI18n, ReordersTheArguments) {
+  SString text;
+  EXPECT_EQ(1 + 4 + 32, text.FormatI18n(Add("%$2s is %$1d"), 7, "x"));
+  EXPECT_EQ("x is 7", text);
+  text.FormatI18n(Add("%$1s %$1s"), "x", "y");
+  EXPECT_EQ("x x", text);
+  text.FormatI18n(Add("%$3s%$2s%$1s"), "a", "b", "c");
+  EXPECT_EQ("cba", text);
+  text.FormatI18n(Add("%$2-4s|%$1+05d|"), 7, "x");
+  EXPECT_EQ("x   |+0007|", text);
+  text.FormatI18n(Add("%$9d%$8d%$7d%$6d%$5d%$4d%$3d%$2d%$1d"), 1, 2, 3, 4, 5, 6, 7, 8, 9);
+  EXPECT_EQ("987654321", text);
+}
+
+TEST_F(FormatI18n, WithoutReferencesTakesTheArgumentsInOrder) {
+  SString text;
+  EXPECT_EQ(1 + 1 + 32, text.FormatI18n(Add("%s %d"), "x", 7));
+  EXPECT_EQ("x 7", text);
+  EXPECT_EQ(3, text.FormatI18n(Add("abc")));
+  EXPECT_EQ("abc", text);
+}
+
+TEST_F(FormatI18n, PassesDoubledPercentSigns) {
+  SString text;
+  text.FormatI18n(Add("100%% %$2s%%%$1d"), 7, "x");
+  EXPECT_EQ("100% x%7", text);
+  text.FormatI18n(Add("%%$1d %d"), 7);
+  EXPECT_EQ("%$1d 7", text);
+}
+
+TEST_F(FormatI18n, TakesWholePointersAndLongs) {
+  SString text;
+  const std::string far(100, 'f');
+  text.FormatI18n(Add("%$2ld %$1s"), far.c_str(), -2147483647L);
+  EXPECT_EQ("-2147483647 " + far, text);
+}
+
+TEST_F(FormatI18n, OfAnUnknownNumberIsRefusedAndTheTextEmptied) {
+  SString text("before");
+  EXPECT_EQ(-1, text.FormatI18n(kMissing, 1));
+  EXPECT_EQ("", text);
+}
+
+TEST_F(FormatI18n, RefusesReferencesOutsideTheArguments) {
+  const char* const texts[] = {"%$3d", "%$2d", "%$0d", "%d %$3d", "%$1d %% %$3d", "%$9d"};
+  for (const char* format : texts) {
+    SCOPED_TRACE(format);
+    SString text("before");
+    EXPECT_EQ(-1, text.FormatI18n(Add(format), 1, 2));
+    EXPECT_EQ("", text);
+  }
+}
+
+TEST_F(FormatI18n, ReturnsWhatFormatReturns) {
+  SString text;
+  errno = 0;
+  EXPECT_EQ(3, text.FormatI18n(Add("%10.3s"), "abcdef"));
+  EXPECT_EQ("", text);
+  EXPECT_EQ(EINVAL, errno);
+}
+
+TEST_F(FormatI18n, RefusesTextsWithTooManyConversions) {
+  std::string format;
+  for (int i = 0; i < 64; ++i) format += "%d";
+  SString text;
+  EXPECT_EQ(64 * 32, text.FormatI18n(Add(format.c_str()), 1, 2, 3, 4, 5, 6, 7, 8, 9));
+  EXPECT_EQ("123456789" + std::string(55, '0'), text);
+  const std::string longer = format + "%d";
+  EXPECT_EQ(-1, text.FormatI18n(Add(longer.c_str()), 1, 2, 3, 4, 5, 6, 7, 8, 9));
+  EXPECT_EQ("", text);
+}
+
+TEST_F(FormatI18nCompat, ClearsTheStringFirst) {
+  SString text("abc");
+  EXPECT_EQ(2 + 1, text.FormatI18n(Add("<%s>"), text.GetBuffer()));
+  EXPECT_EQ("<>", text);
+}
+
+TEST_F(FormatI18nCompat, PlainConversionTakesTheWordBehind) {
+  SString text;
+  text.FormatI18n(Add("%$2s %d %$1d"), 1, "b", 3);
+  EXPECT_EQ("b 3 1", text);
+  text.FormatI18n(Add("%$2d %$1d %d"), 1, 2, 3);
+  EXPECT_EQ("2 1 2", text);
+}
+
+TEST_F(FormatI18nCompat, WordsBehindTheLastAreZero) {
+  SString text;
+  text.FormatI18n(Add("%$2d %d"), 1, 2);
+  EXPECT_EQ("2 0", text);
+  text.FormatI18n(Add("%$2d %s"), 1, 2);
+  EXPECT_EQ("2 (null)", text);
+  text.FormatI18n(Add("%d%d%d%d%d%d%d%d%d%d%s"), 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, "x");
+  EXPECT_EQ("1234567890(null)", text);
+  // One word is taken for the conversion, and "*" is the first to read one.
+  text.FormatI18n(Add("%*d"), 3, 5);
+  EXPECT_EQ("  0", text);
+}
+
+}  // namespace
