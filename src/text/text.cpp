@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <strings.h>
 #include <unistd.h>
 
@@ -20,6 +22,15 @@ namespace {
 bool s_normalizeLineEndings = false;
 
 const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
+
+/// A negative position becomes one far behind the end, so it is out of range on every platform.
+std::size_t CheckedPosition(const SString& text, int position) {
+  const std::size_t checked = static_cast<std::size_t>(position);
+  if (checked > text.size())
+    throw std::out_of_range("basic_string::insert: position " + std::to_string(position) +
+                            " in a text of " + std::to_string(text.size()) + " bytes");
+  return checked;
+}
 
 void WriteXmlForm(const char* form, unsigned needed, char* out, unsigned outSize) {
   if (outSize < needed) {
@@ -91,17 +102,16 @@ int SString::CompareNoCase(const char* other) const { return strcasecmp(c_str(),
 // Test: StringSearchCompat.NullIsTheEmptyText
 SString::size_type SString::Find(const char* text) const { return find(OrEmpty(text), 0); }
 
-// A negative position becomes one far behind the end, so it is out of range on every platform.
 int SString::Insert(int pos, const SString& text) {
-  insert(static_cast<size_type>(pos), text);
+  insert(CheckedPosition(*this, pos), text);
   return GetLength();
 }
 int SString::Insert(int pos, const char* text) {
-  insert(static_cast<size_type>(pos), OrEmpty(text));
+  insert(CheckedPosition(*this, pos), OrEmpty(text));
   return GetLength();
 }
 int SString::Insert(int pos, char byte) {
-  insert(static_cast<size_type>(pos), 1, byte);
+  insert(CheckedPosition(*this, pos), 1, byte);
   return GetLength();
 }
 

@@ -1,14 +1,14 @@
-#ifndef BIX_TESTS_SUPPORT_SCOPED_LOCALE_H_
-#define BIX_TESTS_SUPPORT_SCOPED_LOCALE_H_
+#ifndef TESTS_SUPPORT_SCOPED_LOCALE_H_
+#define TESTS_SUPPORT_SCOPED_LOCALE_H_
 
-// A locale of the whole process for the length of a scope.
+/// A locale of the whole process for the length of a scope.
 
 #include <clocale>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
 
-namespace bix::test {
+namespace bix_test {
 
 inline constexpr const char* kUtf8Locale = "C.UTF-8";
 inline constexpr const char* kLatin1Locale = "de_DE.ISO-8859-1";
@@ -31,6 +31,6 @@ class ScopedLocale {
   const std::string m_saved;
 };
 
-}  // namespace bix::test
+}  // namespace bix_test
 
-#endif  // BIX_TESTS_SUPPORT_SCOPED_LOCALE_H_
+#endif  // TESTS_SUPPORT_SCOPED_LOCALE_H_

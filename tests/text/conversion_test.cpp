@@ -16,10 +16,10 @@ using bix::ANSIString;
 using bix::SString;
 using bix::UTF8String;
 using bix::WString;
-using bix::test::kEucJpLocale;
-using bix::test::kLatin1Locale;
-using bix::test::kUtf8Locale;
-using bix::test::ScopedLocale;
+using bix_test::kEucJpLocale;
+using bix_test::kLatin1Locale;
+using bix_test::kUtf8Locale;
+using bix_test::ScopedLocale;
 
 struct ConversionCase {
   const char* bytes;

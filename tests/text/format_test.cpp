@@ -192,7 +192,7 @@ TEST(Format, CountsFixedNumbersAtEveryPowerOfTen) {
 }
 
 TEST(Format, CountsFixedNumbersInOtherLocales) {
-  bix::test::ScopedLocale locale(bix::test::kLatin1Locale);
+  bix_test::ScopedLocale locale(bix_test::kLatin1Locale);
   EXPECT_EQ(Good("3,14", 10), Format("%.2f", 3.14159));
 }
 
@@ -298,7 +298,7 @@ TEST(FormatBoundCompat, PrecisionCutsTheWidthOfTexts) {
 }
 
 TEST(FormatBoundCompat, WideTextCountsUnits) {
-  bix::test::ScopedLocale locale(bix::test::kUtf8Locale);
+  bix_test::ScopedLocale locale(bix_test::kUtf8Locale);
   EXPECT_EQ(TooShort(1), Format("%ls", L"\u20AC"));
   EXPECT_EQ(TooShort(1), Format("%S", L"\u20AC"));
   EXPECT_EQ(TooShort(2), Format("%lc", static_cast<wint_t>(0x20AC)));
@@ -309,7 +309,7 @@ TEST(FormatBoundCompat, WideTextCountsUnits) {
 TEST(FormatBoundCompat, UnknownLettersCountNothing) {
   EXPECT_EQ(TooShort(0), Format("%E", 1.0));
   EXPECT_EQ(TooShort(0), Format("%a", 1.0));
-  EXPECT_EQ(TooShort(2), Format("%jd", INTMAX_C(1000)));
+  EXPECT_EQ(TooShort(1), Format("%jd", INTMAX_C(1000)));
   EXPECT_EQ(TooShort(1), Format("%zu", static_cast<std::size_t>(100)));
   EXPECT_EQ(Good("5", 1), Format("%zu", static_cast<std::size_t>(5)));
   EXPECT_EQ(TooShort(1), Format("%'d", 12345));
@@ -348,11 +348,8 @@ TEST(FormatBoundCompat, NegativeWidthsAndPrecisionsCountAsTheyStand) {
 }
 
 TEST(FormatBound, HugeNumbersSaturate) {
-  const Formatted width = Format("%99999999999999999999s", "x");
-  EXPECT_EQ(INT_MAX, width.bound);
-  EXPECT_EQ("", width.text);
-  EXPECT_EQ(EINVAL, width.error);
-  EXPECT_EQ(INT_MAX, Format("%*d%*d", INT_MAX, 1, INT_MAX, 2).bound);
+  EXPECT_EQ(TooShort(INT_MAX), Format("%99999999999999999999s", "x"));
+  EXPECT_EQ(TooShort(INT_MAX), Format("%99999999999s%99999999999d%99999999999s", "x", 1, "x"));
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 #include "bix/messages.h"
 #include "bix/stringtable.h"
-#include "qv/messageoutputhandler.h"
+#include "support/recording_handler.h"
 
 namespace {
 
@@ -35,9 +35,11 @@ class NumberedText : public testing::Test {
     return m_lastId;
   }
 
-  bix::SStringTable& Table() { return m_table; }
+  /// What was reported on the error channel.
+  std::string Reports() const { return m_reports.Text(); }
 
  private:
+  bix_test::ScopedRecorder m_reports;
   const HINSTANCE m_saved;
   bix::SStringTable m_table;
   unsigned m_lastId = 0;
@@ -53,12 +55,14 @@ TEST_F(LoadNumberedText, TakesItFromTheCurrentResourceHandle) {
   SString text("before");
   EXPECT_EQ(11, text.LoadStringA(id));
   EXPECT_EQ("My Projects", text);
+  EXPECT_EQ("", Reports());
 }
 
-TEST_F(LoadNumberedText, OfAnUnknownNumberFailsAndLeavesTheText) {
+TEST_F(LoadNumberedText, OfAnUnknownNumberFailsWithAReportAndLeavesTheText) {
   SString text("before");
   EXPECT_EQ(0, text.LoadStringA(kMissing));
   EXPECT_EQ("before", text);
+  EXPECT_NE(std::string::npos, Reports().find(", 4711): resource not found")) << Reports();
 }
 
 TEST_F(LoadNumberedText, ThatIsEmptyReadsAsAFailure) {

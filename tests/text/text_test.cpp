@@ -211,10 +211,10 @@ TEST(StringCompare, FoldsAsciiLetters) {
 TEST(StringCompare, FoldsByTheLocale) {
   const SString lower("\xE4"), upper("\xC4");
   {
-    bix::test::ScopedLocale locale(bix::test::kLatin1Locale);
+    bix_test::ScopedLocale locale(bix_test::kLatin1Locale);
     EXPECT_EQ(0, lower.CompareNoCase(upper));
   }
-  bix::test::ScopedLocale locale(bix::test::kUtf8Locale);
+  bix_test::ScopedLocale locale(bix_test::kUtf8Locale);
   EXPECT_NE(0, lower.CompareNoCase(upper));
 }
 
@@ -304,7 +304,7 @@ TEST(StringBuffer, IsReadAndWrittenInPlace) {
 }
 
 TEST(StringCase, ChangesAsciiLettersAndLeavesUtf8Alone) {
-  bix::test::ScopedLocale locale(bix::test::kUtf8Locale);
+  bix_test::ScopedLocale locale(bix_test::kUtf8Locale);
   SString text("aB1-\xC3\x84\xC3\xA4z");
   text.MakeLower();
   EXPECT_EQ("ab1-\xC3\x84\xC3\xA4z", text);
@@ -313,7 +313,7 @@ TEST(StringCase, ChangesAsciiLettersAndLeavesUtf8Alone) {
 }
 
 TEST(StringCase, ChangesBytesByTheLocale) {
-  bix::test::ScopedLocale locale(bix::test::kLatin1Locale);
+  bix_test::ScopedLocale locale(bix_test::kLatin1Locale);
   SString text("A\xC4");
   text.MakeLower();
   EXPECT_EQ("a\xE4", text);
