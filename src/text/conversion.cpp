@@ -30,7 +30,8 @@ struct CodeSet {
   static CodeSet Current() {
     const char* name = nl_langinfo(CODESET);
     const bool isUtf8 = std::strcmp(name, "UTF-8") == 0;
-    return {isUtf8, isUtf8 || std::strcmp(name, "ANSI_X3.4-1968") == 0, MB_CUR_MAX == 1};
+    const bool isAscii = !isUtf8 && std::strcmp(name, "ANSI_X3.4-1968") == 0;
+    return {isUtf8, isUtf8 || isAscii, isAscii || (!isUtf8 && MB_CUR_MAX == 1)};
   }
 };
 
@@ -154,40 +155,79 @@ std::wstring MultibyteToWideStrict(const char* text, std::size_t length) {
 
 namespace {
 
-/// Copies the ASCII units at the front of `text` and returns where they end.
-const wchar_t* AppendAscii(const wchar_t* text, std::string& result) {
-  char piece[kPieceUnits];
-  for (;;) {
+/// Writes wide text piece by piece as bytes.
+class MultibyteWriter {
+ public:
+  static constexpr std::size_t kPieceBytes = 8192;
+  static constexpr std::size_t kPieceUnits = kPieceBytes / MB_LEN_MAX;
+
+  MultibyteWriter(const wchar_t* text, std::size_t length)
+      : m_hasPlainAscii(CodeSet::Current().hasPlainAscii), m_cursor(text), m_end(text + length) {}
+
+  bool IsAtEnd() const { return m_cursor == nullptr; }
+  bool HasFailed() const { return m_hasFailed; }
+
+  /// Writes the bytes of the next piece into `out`, which has room for kPieceBytes, and returns
+  /// their number.
+  std::size_t Write(char* out) {
     std::size_t count = 0;
-    while (count < kPieceUnits && text[count] > 0 && text[count] < 0x80) {
-      piece[count] = static_cast<char>(text[count]);
-      ++count;
+    if (m_hasPlainAscii) {
+      // Half of the piece; the other half holds what is converted.
+      count = CopyAscii(out, kPieceBytes / 2);
+      if (m_cursor == m_end) {
+        m_cursor = nullptr;
+        return count;
+      }
     }
-    result.append(piece, count);
-    text += count;
-    if (count < kPieceUnits) return text;
+    // With the terminator, so that an encoding with shift states ends as it begins.
+    const std::size_t units =
+        std::min(kPieceUnits / 2, static_cast<std::size_t>(m_end - m_cursor) + 1);
+    const std::size_t converted =
+        wcsnrtombs(out + count, &m_cursor, units, kPieceBytes - count, &m_state);
+    m_hasFailed = converted == static_cast<std::size_t>(-1);
+    return m_hasFailed ? 0 : count + converted;
   }
-}
+
+ private:
+  std::size_t CopyAscii(char* out, std::size_t room) {
+    const wchar_t* const start = m_cursor;
+    const wchar_t* const stop = start + std::min(room, static_cast<std::size_t>(m_end - start));
+    const wchar_t* cursor = start;
+    for (; stop - cursor >= 4; cursor += 4, out += 4) {
+      const std::uint32_t all =
+          static_cast<std::uint32_t>(cursor[0]) | static_cast<std::uint32_t>(cursor[1]) |
+          static_cast<std::uint32_t>(cursor[2]) | static_cast<std::uint32_t>(cursor[3]);
+      if (all >= 0x80) break;
+      for (int i = 0; i < 4; ++i) out[i] = static_cast<char>(cursor[i]);
+    }
+    for (; cursor != stop && static_cast<std::uint32_t>(*cursor) < 0x80; ++cursor)
+      *out++ = static_cast<char>(*cursor);
+    m_cursor = cursor;
+    return static_cast<std::size_t>(cursor - start);
+  }
+
+  const bool m_hasPlainAscii;
+  bool m_hasFailed = false;
+  std::mbstate_t m_state{};
+  const wchar_t* m_cursor;  // null behind the end
+  const wchar_t* const m_end;
+};
 
 }  // namespace
 
 std::string WideToMultibyte(const wchar_t* text) {
   std::string result;
   if (text == nullptr) return result;
-  const bool hasPlainAscii = CodeSet::Current().hasPlainAscii;
-  std::mbstate_t state{};
-  result.reserve(std::wcslen(text));
-  char piece[kPieceUnits * MB_LEN_MAX / 2];
-  while (text != nullptr) {
-    if (hasPlainAscii) {
-      text = AppendAscii(text, result);
-      if (*text == L'\0') break;
-    }
-    const std::size_t count = wcsnrtombs(piece, &text, kPieceUnits / 2, sizeof piece, &state);
+  const std::size_t length = std::wcslen(text);
+  if (length > MultibyteWriter::kPieceUnits) result.reserve(length);
+  MultibyteWriter writer(text, length);
+  char piece[MultibyteWriter::kPieceBytes];
+  while (!writer.IsAtEnd()) {
+    const std::size_t count = writer.Write(piece);
     // CHOICE(unencodable): one unit without a form in the encoding empties the whole text, rather
     // than cutting it there: no result is taken for the whole that is only a part.
     // Test: BytesFromWideCompat.OneUnitWithoutAFormEmptiesTheText
-    if (count == static_cast<std::size_t>(-1)) return std::string();
+    if (writer.HasFailed()) return std::string();
     result.append(piece, count);
   }
   return result;

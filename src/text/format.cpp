@@ -10,9 +10,11 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <exception>
+#include <langinfo.h>
 #include <memory>
 
 // The bound of a formatted text is the sum over its format of
@@ -42,17 +44,26 @@ class LengthEstimate {
  public:
   LengthEstimate(const char* format, va_list arguments) : m_cursor(format) {
     va_copy(m_arguments, arguments);
+    Walk();
   }
   LengthEstimate(const LengthEstimate&) = delete;
   LengthEstimate& operator=(const LengthEstimate&) = delete;
   ~LengthEstimate() { va_end(m_arguments); }
 
-  std::int64_t Walk() {
+  std::int64_t Total() const { return m_total; }
+
+  /// Whether a character is printed, which may be a zero byte.
+  bool MayHoldZero() const { return m_mayHoldZero; }
+
+ private:
+  void Walk() {
     while (*m_cursor != '\0') {
-      const char* const percent = strchrnul(m_cursor, '%');
-      m_total += percent - m_cursor;
-      m_cursor = percent;
-      if (*m_cursor == '\0') break;
+      if (*m_cursor != '%') {
+        const char* const percent = strchrnul(m_cursor, '%');
+        m_total += percent - m_cursor;
+        m_cursor = percent;
+        if (*m_cursor == '\0') break;
+      }
       ++m_cursor;
       if (*m_cursor == '%') {
         ++m_total;
@@ -61,10 +72,8 @@ class LengthEstimate {
         AddConversion();
       }
     }
-    return m_total;
   }
 
- private:
   void AddConversion() {
     ReadFlagsAndWidth();
     ReadPrecision();
@@ -146,6 +155,7 @@ class LengthEstimate {
       case 'c':
       case 'C':
         (void)va_arg(m_arguments, int);
+        m_mayHoldZero = true;
         return AddText(2);
       case 's':
         return m_isWide ? AddWideText() : AddByteText();
@@ -177,6 +187,7 @@ class LengthEstimate {
         // no argument, also where vsnprintf() knows it (E, a, z, j, t). The bound then falls short
         // and the operation fails. Required by existing hosts.
         // Test: FormatBoundCompat.UnknownLettersCountNothing
+        m_mayHoldZero = true;
         return;
     }
   }
@@ -232,13 +243,39 @@ class LengthEstimate {
 
   void AddFixed() {
     const int precision = Saturated(static_cast<std::int64_t>(m_precision) + 6);
+    if (IsLongDouble()) {
+      m_total += PrintedLength("%*.*Lf", m_width, precision, va_arg(m_arguments, long double));
+      return;
+    }
+    const double value = va_arg(m_arguments, double);
+    const std::int64_t length = FixedLength(value, precision);
+    m_total += length > 0 ? std::max(length, std::abs(static_cast<std::int64_t>(m_width)))
+                          : PrintedLength("%*.*f", m_width, precision, value);
+  }
+
+  /// The length of a number printed by "%.*f" where that is plain to see, else 0.
+  static std::int64_t FixedLength(double value, int precision) {
+    constexpr double kLargest = 1e15;  // every whole number up to here is exact
+    const double magnitude = std::fabs(value);
+    if (precision < 1 || !(magnitude < kLargest)) return 0;
+    std::int64_t digits = 1;
+    double power = 10;
+    for (; magnitude >= power; power *= 10) ++digits;
+    // Rounding may add a digit in front.
+    if (magnitude >= power - 1) return 0;
+    const std::int64_t point = static_cast<std::int64_t>(std::strlen(nl_langinfo(RADIXCHAR)));
+    return (std::signbit(value) ? 1 : 0) + digits + point + precision;
+  }
+
+  template <class Number>
+  static std::int64_t PrintedLength(const char* format, int width, int precision, Number number) {
     const int error = errno;
-    const int length = IsLongDouble() ? std::snprintf(nullptr, 0, "%*.*Lf", m_width, precision,
-                                                      va_arg(m_arguments, long double))
-                                      : std::snprintf(nullptr, 0, "%*.*f", m_width, precision,
-                                                      va_arg(m_arguments, double));
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    const int length = std::snprintf(nullptr, 0, format, width, precision, number);
+#pragma GCC diagnostic pop
     errno = error;
-    m_total += std::max(length, 0);
+    return std::max(length, 0);
   }
 
   const char* m_cursor;
@@ -246,6 +283,7 @@ class LengthEstimate {
   std::int64_t m_total = 0;
   int m_width = 0;
   int m_precision = 0;
+  bool m_mayHoldZero = false;
   bool m_hasPrecision = false;
   bool m_isShort = false;
   bool m_isWide = false;
@@ -253,8 +291,10 @@ class LengthEstimate {
   int m_longCount = 0;
 };
 
-/// Formats into `text` when the result has at most `bound` bytes.
-bool FormatWithin(std::int64_t bound, const char* format, va_list arguments, SString& text) {
+/// Formats into `text` when the result keeps to the bound.
+bool FormatWithin(const LengthEstimate& estimate, const char* format, va_list arguments,
+                  SString& text) {
+  const std::int64_t bound = estimate.Total();
   constexpr std::int64_t kOnStack = 1024;
   constexpr std::int64_t kAskFirst = 1024 * 1024;
   char piece[kOnStack];
@@ -283,7 +323,8 @@ bool FormatWithin(std::int64_t bound, const char* format, va_list arguments, SSt
   if (length < 0 || length > bound) return false;
   // COMPAT(format-cut-at-nul): the result is taken as a terminated text, so a zero byte written by
   // %c ends it. Required by existing hosts. Test: FormatCompat.ZeroByteEndsTheText
-  text.assign(buffer, strnlen(buffer, static_cast<std::size_t>(length)));
+  const std::size_t whole = static_cast<std::size_t>(length);
+  text.assign(buffer, estimate.MayHoldZero() ? strnlen(buffer, whole) : whole);
   return true;
 }
 
@@ -291,10 +332,10 @@ bool FormatWithin(std::int64_t bound, const char* format, va_list arguments, SSt
 
 int SString::FormatV(const char* format, va_list arguments) {
   if (format == nullptr) format = "";
-  const std::int64_t bound = LengthEstimate(format, arguments).Walk();
+  const LengthEstimate estimate(format, arguments);
   bool isFormatted = false;
   try {
-    isFormatted = FormatWithin(bound, format, arguments, *this);
+    isFormatted = FormatWithin(estimate, format, arguments, *this);
   } catch (const std::exception&) {
     // Out of memory: the text fails like any other that cannot be formatted.
   }
@@ -306,7 +347,7 @@ int SString::FormatV(const char* format, va_list arguments) {
   }
   // COMPAT(format-returns-bound): the bound is returned, not the length, and also after a failure.
   // Required by existing hosts. Test: FormatCompat.ReturnsTheBoundNotTheLength
-  return Saturated(bound);
+  return Saturated(estimate.Total());
 }
 
 #define BIX_FORMAT_ARGUMENTS(result, format)     \

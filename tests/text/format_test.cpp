@@ -288,6 +288,7 @@ TEST(FormatCompat, FailureLeavesTheEmptyText) {
 TEST(FormatCompat, ZeroByteEndsTheText) {
   EXPECT_EQ(Good("ab", 6), Format("ab%ccd", 0));
   EXPECT_EQ(Good("", 2), Format("%c", 0));
+  EXPECT_EQ(Good("a", 4), Format("a%'cde", 0));
 }
 
 TEST(FormatBoundCompat, PrecisionCutsTheWidthOfTexts) {
