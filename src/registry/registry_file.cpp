@@ -1,12 +1,11 @@
 // CRgFile: access to the tree by path, and its binding to a file.
 
-#include <cerrno>
-#include <cstdio>
 #include <memory>
 
 #include "bix/registry.h"
 #include "bix/settingsfile.h"
 #include "registry/key_path.h"
+#include "support/durable_file.h"
 
 namespace bix {
 
@@ -29,16 +28,6 @@ CRgKey* MakeWayToKey(CRgKey* key, const char* path) {
     key = found != nullptr ? found : key->CreateKey(name, nullptr);
   }
   return key;
-}
-
-/// Writes the whole tree; 0, or the error number of a failed write.
-int DumpTo(std::FILE* file, const CRgKey& root) {
-  errno = 0;
-  root.Dump(file, nullptr);
-  if (std::fflush(file) == 0 && std::ferror(file) == 0) return 0;
-  // Once a write has failed, nothing that follows sets errno but further failed writes.
-  const int error = errno;
-  return error != 0 ? error : EIO;
 }
 
 }  // namespace
@@ -153,11 +142,13 @@ int CRgFile::Save(const char* fileName) {
   // Test: SettingsFileCompat.SaveDoesNotRememberTheName
   const char* target = fileName != nullptr ? fileName : m_fileName.c_str();
   if (*target == 0) return 1;
-  std::FILE* file = std::fopen(target, "we");
-  if (file == nullptr) return errno;
-  const int dumpError = DumpTo(file, *m_root);
-  if (std::fclose(file) != 0 && dumpError == 0) return errno;
-  return dumpError;
+  impl::DurableFile file(target);
+  int error = file.Lock();
+  if (error == 0) error = file.Open();
+  if (error != 0) return error;
+  m_root->Dump(file.GetStream(), nullptr);
+  error = file.Finish();
+  return error != 0 ? error : file.Commit();
 }
 
 }  // namespace bix
