@@ -59,6 +59,7 @@ ProgramResult Program::Run() const {
     dup2(output, 1);
     dup2(errors, 2);
     for (const char* variable : kVariables) unsetenv(variable);
+    for (const std::string& variable : m_unset) unsetenv(variable.c_str());
     for (const auto& [variable, value] : m_variables) setenv(variable.c_str(), value.c_str(), 1);
     if (m_directory.empty() || chdir(m_directory.c_str()) == 0)
       execv(m_file.c_str(), arguments.data());

@@ -31,6 +31,10 @@ class Program {
     m_variables.emplace_back(variable, value);
     return *this;
   }
+  Program& Unset(const std::string& variable) {
+    m_unset.push_back(variable);
+    return *this;
+  }
   Program& In(const std::string& directory) {
     m_directory = directory;
     return *this;
@@ -43,6 +47,7 @@ class Program {
   std::string m_file;
   std::vector<std::string> m_arguments;
   std::vector<std::pair<std::string, std::string>> m_variables;
+  std::vector<std::string> m_unset;
   std::string m_directory;
 };
 
