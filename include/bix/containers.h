@@ -295,6 +295,8 @@ struct MMapKey<SString> {
     std::uint32_t hash = 0;
     const char* cursor = key.data();
     const char* const end = cursor + key.size();
+    // COMPAT(hash-signed-bytes): bytes from 0x80 on are subtracted, and a zero byte ends the hash.
+    // Required by existing hosts. Test: StringHashCompat.MultipliesBy33AndAddsSignedBytes
     const auto value = [](char byte) {
       return static_cast<std::uint32_t>(static_cast<signed char>(byte));
     };
@@ -321,6 +323,9 @@ template <class K, class V>
 class MMap {
  public:
   using KeyView = typename MMapKey<K>::View;
+  // COMPAT(map-bucket-order): the order of the buckets shows in saved files and lists, so it stays
+  // though look-ups do not go by it.
+  // Required by existing hosts. Test: MapCompat.NewEntriesGoToTheEndOfTheirBucket
   static constexpr std::uint32_t kBucketCount = 31;
 
   MMap() = default;
@@ -363,6 +368,8 @@ class MMap {
 
   /// The value of a key; a missing key is added with a zero value.
   V& operator[](const KeyView& key) {
+    // COMPAT(map-index-inserts): a look-up written with [] changes the map.
+    // Required by existing hosts. Test: MapCompat.IndexInsertsAZeroEntryForAMissingKey
     Body& body = MadeBody();
     const std::uint32_t scatter = body.large != nullptr ? body.large->Scatter(key) : 0;
     Node* const node = FindNode(key, scatter);

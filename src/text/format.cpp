@@ -115,7 +115,7 @@ class LengthEstimate {
   // the last one holds for texts.
   // Test: FormatBoundCompat.PrefixesMayBeRepeated
   void ReadPrefixes() {
-    m_isShort = m_isWide = m_hasCapitalL = false;
+    m_isShort = m_isWide = m_hasCapitalL = m_hasCapitalF = false;
     m_longCount = 0;
     for (;; ++m_cursor) {
       switch (*m_cursor) {
@@ -135,6 +135,8 @@ class LengthEstimate {
         // is taken as its conversion letter, and "%F" alone counts nothing.
         // Required by existing hosts. Test: FormatBoundCompat.CapitalFAndNArePrefixes
         case 'F':
+          m_hasCapitalF = true;
+          break;
         case 'N':
           break;
         default:
@@ -150,7 +152,22 @@ class LengthEstimate {
     return static_cast<int>(number);
   }
 
+  /// What the letter counts, behind an F.
+  void AddItemOfNumber(char letter) {
+    // CHOICE(format-prefix-f-number): behind an F the system prints a number, as in "%Fs" for
+    // seconds. So a number is taken and no text is looked at; a text counts the least. Test:
+    // FormatBoundCompat.NoTextIsReadBehindACapitalF
+    if (letter == 'f') return AddFixed();
+    if (letter == '\0' || std::strchr("cCsSdiuoxXpegGn", letter) == nullptr) return;
+    (void)va_arg(m_arguments, double);
+    if (letter == 'c' || letter == 'C') return AddText(2);
+    if (letter == 's' || letter == 'S') return AddText(1);
+    if (letter == 'e' || letter == 'g' || letter == 'G') return AddNumber(128);
+    if (letter != 'n') AddNumber(32);
+  }
+
   void AddItem(char letter) {
+    if (m_hasCapitalF) return AddItemOfNumber(letter);
     switch (letter) {
       case 'c':
       case 'C':
@@ -216,6 +233,10 @@ class LengthEstimate {
     return static_cast<std::int64_t>(length);
   }
   void AddText(std::int64_t length) {
+    // COMPAT(format-negative-sizes): widths and precisions from arguments count as they stand,
+    // though a negative width means its amount, and a negative precision none.
+    // Required by existing hosts.
+    // Test: FormatBoundCompat.NegativeWidthsAndPrecisionsCountAsTheyStand
     length = std::max<std::int64_t>(length, m_width);
     // COMPAT(format-cut-after-width): the precision cuts the width as well, so "%10.3s" counts 3
     // and fails. Required by existing hosts. Test: FormatBoundCompat.PrecisionCutsTheWidthOfTexts
@@ -288,6 +309,7 @@ class LengthEstimate {
   bool m_isShort = false;
   bool m_isWide = false;
   bool m_hasCapitalL = false;
+  bool m_hasCapitalF = false;
   int m_longCount = 0;
 };
 

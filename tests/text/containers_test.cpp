@@ -227,7 +227,7 @@ TEST(Map, LookupTellsWhetherTheKeyIsThere) {
   EXPECT_EQ(1, map.GetCount());
 }
 
-TEST(Map, IndexInsertsAZeroEntryForAMissingKey) {
+TEST(MapCompat, IndexInsertsAZeroEntryForAMissingKey) {
   MMap<SString, int*> map;
   EXPECT_EQ(nullptr, map["a"]);
   EXPECT_EQ(1, map.GetCount());
@@ -256,7 +256,7 @@ TEST(Map, IsWalkedBucketByBucket) {
 }
 
 // One byte and the byte 31 higher share a bucket: "A" and "`" both 3, "B" and "a" both 4.
-TEST(Map, NewEntriesGoToTheEndOfTheirBucket) {
+TEST(MapCompat, NewEntriesGoToTheEndOfTheirBucket) {
   MMap<SString, int*> map;
   for (const char* key : {"a", "B", "A", "`", "\"", "#"}) map[key] = nullptr;
   EXPECT_EQ((std::vector<std::string>{"A", "`", "\"", "a", "B", "#"}), Keys(map));

@@ -323,6 +323,15 @@ TEST(FormatBoundCompat, CapitalFAndNArePrefixes) {
   EXPECT_EQ(Good("1.000000d", 32), Format("%Fd", 1.0));
 }
 
+TEST(FormatBoundCompat, NoTextIsReadBehindACapitalF) {
+  EXPECT_EQ(TooShort(1), Format("%Fs", 1.5));
+  EXPECT_EQ(TooShort(1), Format("%FS", 1.5));
+  EXPECT_EQ(Good("5 1.500000s x", 36), Format("%d %Fs %s", 5, 1.5, "x"));
+  EXPECT_EQ(Good("1.500000d x", 34), Format("%Fd %s", 1.5, "x"));
+  EXPECT_EQ(Good("2f x", 10), Format("%.0Ff %s", 1.5, "x"));
+  EXPECT_EQ(TooShort(7), Format("%.1Fn|%s", 1.5, "abcdef"));
+}
+
 TEST(FormatBoundCompat, PrefixesMayBeRepeated) {
   EXPECT_EQ(Good("5", 32), Format("%lld", 5LL));
   EXPECT_EQ(Good("5", 32), Format("%hhd", 5));

@@ -327,7 +327,7 @@ TEST(StringCase, ChangesBytesByTheLocale) {
   EXPECT_EQ("A\xC4", text);
 }
 
-TEST(StringHash, MultipliesBy33AndAddsSignedBytes) {
+TEST(StringHashCompat, MultipliesBy33AndAddsSignedBytes) {
   const struct {
     const char* key;
     int size;
