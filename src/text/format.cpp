@@ -155,8 +155,8 @@ class LengthEstimate {
   /// What the letter counts, behind an F.
   void AddItemOfNumber(char letter) {
     // CHOICE(format-prefix-f-number): behind an F the system prints a number, as in "%Fs" for
-    // seconds. So a number is taken and no text is looked at; a text counts the least. Test:
-    // FormatBoundCompat.NoTextIsReadBehindACapitalF
+    // seconds. So a number is taken and no text is looked at; a text counts the least.
+    // Test: FormatBoundCompat.NoTextIsReadBehindACapitalF
     if (letter == 'f') return AddFixed();
     if (letter == '\0' || std::strchr("cCsSdiuoxXpegGn", letter) == nullptr) return;
     (void)va_arg(m_arguments, double);
