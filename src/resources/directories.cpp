@@ -39,12 +39,12 @@ bool MakeCompanyDirectory(SPathName& out, const SString& element) {
 }
 
 /// Where the add-ins of a company or a team are.
-const char* SharedAddins(SPathName& path, const char* variable, const char* element) {
+const char* SharedAddins(impl::KeptPath& kept, const char* variable, const char* element) {
   // COMPAT(addins-whole-value): the variable names the directory itself, unlike that for the user's
   // add-ins. Test: AddinDirectoriesCompat.OnlyTheUsersVariableNamesTheParent
-  if (AssignFromEnvironment(path, variable)) return path.c_str();
-  if (BixGetSharedDataDirectory(path)) path.AddPathElement(element);
-  return path.c_str();
+  if (!AssignFromEnvironment(kept.path, variable) && BixGetSharedDataDirectory(kept.path))
+    kept.path.AddPathElement(element);
+  return kept.Text();
 }
 
 /// The installation directory with one more element, computed while it is still empty.
@@ -141,17 +141,17 @@ bool BixGetAllUsersSharedDataDirectory(SPathName& out) {
 const char* BixGetUserDir() {
   SString folder = AtelanProduct::GetRegistryToolName();
   folder.append(1, ' ').append(AtelanProduct::GetRegistryToolVersion('.'));
-  (void)MakeCompanyDirectory(Directories().user, folder);  // without HOME the previous value stays
-  return Directories().user.c_str();
+  (void)MakeCompanyDirectory(Directories().user.path, folder);  // without HOME the value stays
+  return Directories().user.Text();
 }
 
 const char* BixGetUserAddinsDir() {
-  SPathName& path = Directories().userAddins;
+  SPathName& path = Directories().userAddins.path;
   if (!AssignFromEnvironment(path, "VORN_USER_ADDINS_DIR")) path = BixGetUserDir();
   // COMPAT(addins-parent): appended to the variable's value too: it names the folder that holds
   // "addins". Test: AddinDirectoriesCompat.OnlyTheUsersVariableNamesTheParent
   path.AddPathElement("addins");
-  return path.c_str();
+  return Directories().userAddins.Text();
 }
 
 const char* BixGetCompanyAddinsDir() {

@@ -9,6 +9,20 @@
 
 namespace bix::impl {
 
+/// A path that is computed at every call. Its text keeps its place, so that a pointer handed out
+/// earlier shows the new text.
+struct KeptPath {
+  SPathName path;
+  std::string text;
+
+  const char* Text() {
+    constexpr std::size_t kLongest = 4095;  // far beyond what a path name holds
+    if (text.capacity() < kLongest) text.reserve(kLongest);
+    text.assign(path);
+    return text.c_str();
+  }
+};
+
 /// The texts that the functions of bix/directories.h hand out, one for each function.
 struct DirectoryState {
   int argumentCount = 0;
@@ -16,10 +30,10 @@ struct DirectoryState {
   SPathName program;
   std::string environmentValue;
 
-  SPathName user;
-  SPathName userAddins;
-  SPathName companyAddins;
-  SPathName teamAddins;
+  KeptPath user;
+  KeptPath userAddins;
+  KeptPath companyAddins;
+  KeptPath teamAddins;
 
   SPathName bin;
   SPathName root;
