@@ -76,9 +76,9 @@ TEST(Unloading, AHundredTimesLeavesNothingBehind) {
                                       {"VORN_USER_ADDINS_DIR", nullptr},
                                       {"QRD_DEBUG_RESOURCE", nullptr},
                                       {"BIX_ERR_OUT", ("-q -o " + (home / "log")).c_str()}};
+  const auto descriptors = Descriptors();
   // The first lives let the loader and the C library make what they keep for good.
   for (int i = 0; i < 20 && !HasFailure(); ++i) LoadUseAndUnload();
-  const auto descriptors = Descriptors();
   const auto heap = mallinfo2().uordblks;
   for (int i = 0; i < 100 && !HasFailure(); ++i) LoadUseAndUnload();
   // Under a sanitizer, which has a heap of its own, this is constant, and its leak check decides.
