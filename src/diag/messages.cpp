@@ -96,7 +96,9 @@ void SFmt::Substitute(std::string_view value) {
   const std::size_t length = 1 + number.View().size();
   // COMPAT(format-first-match): plain search from the start, without a delimiter behind the digits
   // and without regard to what was filled in before: "%1" is found in "%10" and in earlier values.
-  // Only the first match is replaced. Test: FormatCompat.PlaceholdersAreFoundAsPlainText
+  // Only the first match is replaced.
+  // Tests: FormatCompat.PlaceholdersAreFoundAsPlainText,
+  // FormatCompat.OnlyTheFirstOccurrenceIsFilled
   const std::size_t at = m_text.find(placeholder, 0, length);
   if (at != SString::npos) {
     m_text.replace(at, length, value);

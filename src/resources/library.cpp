@@ -20,9 +20,10 @@ using impl::TraceResource;
 
 using ResourceHook = void (*)(HINSTANCE);
 
-/// Calls the hook of that name if the library itself has one. Looking a symbol up by a library's
-/// handle also finds those of the libraries that it is linked against, this one among them: its
-/// hook must not be called on behalf of a library without texts.
+/// Calls the hook of that name if the library itself has one.
+// COMPAT(library-own-hook): looking a symbol up by a library's handle also finds those of the
+// libraries that it is linked against, this one among them: its hook must not be called on behalf
+// of a library without texts. Test: LibraryCompat.AHookOfALibraryBeneathIsNotCalled
 void CallOwnHook(HINSTANCE library, const char* name) {
   void* const address = dlsym(library, name);
   if (address == nullptr) {
@@ -37,9 +38,11 @@ void CallOwnHook(HINSTANCE library, const char* name) {
   if (holder == wanted) reinterpret_cast<ResourceHook>(address)(library);
 }
 
-/// Keeps this library loaded until the process ends. A resource library that is linked against it
-/// and is freed by its destructors would otherwise take the code of those destructors away while
-/// they run.
+/// Keeps this library loaded until the process ends.
+// CHOICE(resource-library-pins): a resource library that is linked against this one keeps it
+// loaded, and is freed by its destructors, which would take their own code away while they run. In
+// English nothing is loaded, and the library can go at any time.
+// Test: ResourceLanguage.AHostThatLoadsTheLibraryByNameExitsCleanly
 void KeepLoaded() {
   Dl_info info = {};
   const void* const here = reinterpret_cast<const void*>(&KeepLoaded);

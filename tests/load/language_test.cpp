@@ -144,6 +144,26 @@ TEST(ResourceLanguage, StartAndEndAreTraced) {
   }
 }
 
+TEST(ResourceGuardCompat, TheLibraryGoesBeforeItsTable) {
+  Installation installation;
+  installation.AddGerman(BIX_GERMAN_LINKED);
+  const ProgramResult result = Where(installation, {})
+                                   .Set("KESTRANE_ATELAN_LANGUAGE", "de")
+                                   .Set("QRD_DEBUG_RESOURCE", "1")
+                                   .Run();
+  const std::size_t end = result.errors.find(": ~BixHandleResourceDLL( ");
+  ASSERT_NE(std::string::npos, end) << result.errors;
+  // Freeing the library has it take its table away itself, which deletes it; the guard, which comes
+  // after that, finds none.
+  const std::size_t byLibrary = result.errors.find(": BixUnregisterStringTable(", end);
+  const std::size_t deleted = result.errors.find(": ~SStringTable( ", end);
+  ASSERT_NE(std::string::npos, byLibrary);
+  const std::size_t byGuard = result.errors.find(": BixUnregisterStringTable(", byLibrary + 1);
+  ASSERT_NE(std::string::npos, byGuard) << result.errors;
+  EXPECT_LT(byLibrary, deleted);
+  EXPECT_LT(deleted, byGuard);
+}
+
 /// How a host loads the library and leaves it.
 struct Host {
   const char* scope;
