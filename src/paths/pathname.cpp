@@ -4,15 +4,37 @@
 
 namespace bix {
 
+namespace {
+
+/// Takes "/./" and "/.." out of an absolute path.
+std::string Normalised(const std::string& in) {
+  if (in.empty() || in[0] != '/') return in;
+  std::string out;
+  for (std::size_t i = 0; i < in.size();) {
+    if (in.compare(i, 3, "/./") == 0) {
+      i += 2;
+    } else if (in.compare(i, 4, "/../") == 0 || in.substr(i) == "/..") {
+      i += 3;
+      const std::size_t slash = out.rfind('/');
+      out.resize(slash != std::string::npos ? slash : 0);
+    } else {
+      out += in[i++];
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
 SPathName::~SPathName() = default;
-SPathName::SPathName(const char* text) : SString(text) {}
-SPathName::SPathName(const SString& text) : SString(text) {}
+SPathName::SPathName(const char* text) : SString(Normalised(text != nullptr ? text : "")) {}
+SPathName::SPathName(const SString& text) : SString(Normalised(text)) {}
 SPathName& SPathName::operator=(const char* text) {
-  SString::operator=(text);
+  SString::operator=(Normalised(text != nullptr ? text : ""));
   return *this;
 }
 SPathName& SPathName::operator=(const SString& text) {
-  SString::operator=(text);
+  SString::operator=(Normalised(text));
   return *this;
 }
 
@@ -24,6 +46,7 @@ SString SPathName::GetDirectory() const {
 void SPathName::AddPathElement(const char* element) {
   if (!empty() && back() != '/') append(1, '/');
   append(element != nullptr ? element : "");
+  *this = c_str();
 }
 void SPathName::AddPathElement(const SString& element) { AddPathElement(element.c_str()); }
 

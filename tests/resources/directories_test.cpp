@@ -330,7 +330,7 @@ TEST(MainArgumentsCompat, TheProgramIsNotMadeAbsolute) {
   const char* argv[] = {"tool", nullptr};
   bix::BixSaveMainArguments(1, argv);
   EXPECT_STREQ("tool", bix::TMPBixGetAbsoluteArgv0());
-  const char* absolute[] = {"/opt//kestrane/tool", nullptr};
+  const char* absolute[] = {"/opt/x/../kestrane/./tool", nullptr};
   bix::BixSaveMainArguments(1, absolute);
   EXPECT_STREQ("/opt/kestrane/tool", bix::TMPBixGetAbsoluteArgv0());
 }
