@@ -29,7 +29,8 @@ struct CodeSet {
 
   static CodeSet Current() {
     const char* name = nl_langinfo(CODESET);
-    const bool isUtf8 = std::strcmp(name, "UTF-8") == 0;
+    const bool isUtf8 = name[0] == 'U' && name[1] == 'T' && name[2] == 'F' && name[3] == '-' &&
+                        name[4] == '8' && name[5] == '\0';
     const bool isAscii = !isUtf8 && std::strcmp(name, "ANSI_X3.4-1968") == 0;
     return {isUtf8, isUtf8 || isAscii, isAscii || (!isUtf8 && MB_CUR_MAX == 1)};
   }
@@ -159,10 +160,12 @@ namespace {
 class MultibyteWriter {
  public:
   static constexpr std::size_t kPieceBytes = 8192;
-  static constexpr std::size_t kPieceUnits = kPieceBytes / MB_LEN_MAX;
 
   MultibyteWriter(const wchar_t* text, std::size_t length)
-      : m_hasPlainAscii(CodeSet::Current().hasPlainAscii), m_cursor(text), m_end(text + length) {}
+      : m_hasPlainAscii(CodeSet::Current().hasPlainAscii),
+        m_pieceUnits(kPieceBytes / 2 / MB_CUR_MAX),
+        m_cursor(text),
+        m_end(text + length) {}
 
   bool IsAtEnd() const { return m_cursor == nullptr; }
   bool HasFailed() const { return m_hasFailed; }
@@ -181,7 +184,7 @@ class MultibyteWriter {
     }
     // With the terminator, so that an encoding with shift states ends as it begins.
     const std::size_t units =
-        std::min(kPieceUnits / 2, static_cast<std::size_t>(m_end - m_cursor) + 1);
+        std::min(m_pieceUnits, static_cast<std::size_t>(m_end - m_cursor) + 1);
     const std::size_t converted =
         wcsnrtombs(out + count, &m_cursor, units, kPieceBytes - count, &m_state);
     m_hasFailed = converted == static_cast<std::size_t>(-1);
@@ -207,6 +210,7 @@ class MultibyteWriter {
   }
 
   const bool m_hasPlainAscii;
+  const std::size_t m_pieceUnits;
   bool m_hasFailed = false;
   std::mbstate_t m_state{};
   const wchar_t* m_cursor;  // null behind the end
@@ -219,7 +223,7 @@ std::string WideToMultibyte(const wchar_t* text) {
   std::string result;
   if (text == nullptr) return result;
   const std::size_t length = std::wcslen(text);
-  if (length > MultibyteWriter::kPieceUnits) result.reserve(length);
+  if (length > MultibyteWriter::kPieceBytes / 2) result.reserve(length);
   MultibyteWriter writer(text, length);
   char piece[MultibyteWriter::kPieceBytes];
   while (!writer.IsAtEnd()) {

@@ -52,18 +52,20 @@ class LengthEstimate {
 
   std::int64_t Total() const { return m_total; }
 
+  /// Whether the format is plain text.
+  bool IsPlain() const { return !m_hasPercent; }
+
   /// Whether a character is printed, which may be a zero byte.
   bool MayHoldZero() const { return m_mayHoldZero; }
 
  private:
   void Walk() {
     while (*m_cursor != '\0') {
-      if (*m_cursor != '%') {
-        const char* const percent = strchrnul(m_cursor, '%');
-        m_total += percent - m_cursor;
-        m_cursor = percent;
-        if (*m_cursor == '\0') break;
-      }
+      const char* const percent = FindPercent(m_cursor);
+      m_total += percent - m_cursor;
+      m_cursor = percent;
+      if (*m_cursor == '\0') break;
+      m_hasPercent = true;
       ++m_cursor;
       if (*m_cursor == '%') {
         ++m_total;
@@ -72,6 +74,13 @@ class LengthEstimate {
         AddConversion();
       }
     }
+  }
+
+  /// The next '%' or the end: most of them are near.
+  static const char* FindPercent(const char* text) {
+    for (const char* const near = text + 8; text != near; ++text)
+      if (*text == '%' || *text == '\0') return text;
+    return strchrnul(text, '%');
   }
 
   void AddConversion() {
@@ -304,6 +313,7 @@ class LengthEstimate {
   std::int64_t m_total = 0;
   int m_width = 0;
   int m_precision = 0;
+  bool m_hasPercent = false;
   bool m_mayHoldZero = false;
   bool m_hasPrecision = false;
   bool m_isShort = false;
@@ -317,6 +327,10 @@ class LengthEstimate {
 bool FormatWithin(const LengthEstimate& estimate, const char* format, va_list arguments,
                   SString& text) {
   const std::int64_t bound = estimate.Total();
+  if (estimate.IsPlain() && bound <= INT_MAX) {
+    text.assign(format, static_cast<std::size_t>(bound));
+    return true;
+  }
   constexpr std::int64_t kOnStack = 1024;
   constexpr std::int64_t kAskFirst = 1024 * 1024;
   char piece[kOnStack];
