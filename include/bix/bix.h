@@ -10,6 +10,8 @@
 #include "bix/hosttypes.h"
 #include "bix/library.h"
 #include "bix/messages.h"
+#include "bix/optionfile.h"
+#include "bix/options.h"
 #include "bix/pathname.h"
 #include "bix/product.h"
 #include "bix/registry.h"

@@ -111,6 +111,9 @@ class BIX_EXPORT CRgKey {
   MList<CRgAttribute*>* GetAttributeList() { return &m_attributes; }
 
  protected:
+  /// For key layers that know parents: links `key` to the key that holds it.
+  static void SetParent(CRgKey& key, CRgKey* parent) { key.m_parent = parent; }
+
   CRgKey* m_parent = nullptr;
   MList<CRgKey*> m_keys;
   MList<CRgValue*> m_values;

@@ -1,0 +1,163 @@
+// Declared categories and options, and their mirror at run time.
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "bix/optionfile.h"
+#include "bix/options.h"
+#include "options/option_text.h"
+
+namespace bix {
+
+namespace {
+
+const CCategory* const kInitialCategories[] = {&catPredefined, nullptr};
+
+std::string_view View(const char* text) { return text != nullptr ? text : ""; }
+
+}  // namespace
+
+const COption optPredefined = {"OptionFiles", 1, "user.tot;company.tot"};
+const COptionSet setSettings = {"Settings", nullptr, 0};
+const COptionSet setInitial = {"Initial", nullptr, 0};
+const COptionSet setPredefined = {"Predefined", &optPredefined, 1};
+const CCategory catSettings = {"Settings", nullptr, 0, &setSettings};
+const CCategory catPredefined = {"Predefined", nullptr, 0, &setPredefined};
+const CCategory catInitial = {"Initial", kInitialCategories, 1, &setInitial};
+
+bool COption::GetBoolValue() const { return impl::ToBool(defaultValue); }
+
+int COption::GetIntValue() const { return impl::ToInt(defaultValue); }
+
+bool COption::IsDefaultValue(const char* text) const { return View(text) == View(defaultValue); }
+
+const COption* CMgrOptionSet::GetNextOption(void*& position) const {
+  SString name;
+  const COption* option = nullptr;
+  m_options.GetNextAssoc(position, name, option);
+  return option;
+}
+
+const COption* CMgrOptionSet::FindOption(const char* name) const {
+  const COption* const* found = m_options.PLookup(View(name));
+  return found != nullptr ? *found : nullptr;
+}
+
+void CMgrOptionSet::MergeOptions(const COptionSet* set) {
+  if (set == nullptr || set->options == nullptr) return;
+  for (int i = 0; i < set->count; ++i)
+    if (set->options[i].name != nullptr) m_options.SetAt(set->options[i].name, &set->options[i]);
+}
+
+void CMgrOptionSet::UnMergeOptions(const COptionSet* set) {
+  if (set == nullptr || set->options == nullptr) return;
+  for (int i = 0; i < set->count; ++i) {
+    const COption& option = set->options[i];
+    if (FindOption(option.name) == &option) m_options.RemoveKey(View(option.name));
+  }
+}
+
+CMgrCategory::CMgrCategory(const char* name, CMgrCategory* owner, COptionManager* manager)
+    : m_name(name), m_owner(owner), m_optionSet(name), m_manager(manager) {}
+
+CMgrCategory::~CMgrCategory() {
+  InformAllOptRgKeys();
+  for (void* position = GetFirstCategoryPosition(); position != nullptr;)
+    delete GetNextCategory(position);
+}
+
+CMgrCategory* CMgrCategory::GetNextCategory(void*& position) const {
+  SString name;
+  CMgrCategory* category = nullptr;
+  m_categories.GetNextAssoc(position, name, category);
+  return category;
+}
+
+SString CMgrCategory::GetPath() const {
+  SString path;
+  for (const CMgrCategory* category = this; category->m_owner != nullptr;
+       category = category->m_owner)
+    path.insert(0, category->m_owner->m_owner != nullptr ? "/" + category->m_name
+                                                         : std::string(category->m_name));
+  return path;
+}
+
+CMgrCategory* CMgrCategory::FindCategory(const char* path) const {
+  return FindCategory(path, View(path).size());
+}
+
+CMgrCategory* CMgrCategory::FindCategory(const char* path, std::size_t length) const {
+  CMgrCategory* category = const_cast<CMgrCategory*>(this);  // the interface hands out changeable ones
+  std::string_view rest(path, length);
+  while (category != nullptr && !rest.empty()) {
+    const std::size_t separator = std::min(rest.find('/'), rest.size());
+    CMgrCategory* const* found = category->m_categories.PLookup(rest.substr(0, separator));
+    category = found != nullptr ? *found : nullptr;
+    rest.remove_prefix(std::min(separator + 1, rest.size()));
+  }
+  return category;
+}
+
+const COption* CMgrCategory::FindOption(const char* path) const {
+  const char* separator = std::strrchr(path, '/');
+  if (separator == nullptr) return m_optionSet.FindOption(path);
+  const CMgrCategory* category = FindCategory(path, static_cast<std::size_t>(separator - path));
+  return category != nullptr ? category->m_optionSet.FindOption(separator + 1) : nullptr;
+}
+
+CMgrCategory* CMgrCategory::MakeSubCategory(const char* name) {
+  CMgrCategory*& category = m_categories[View(name)];
+  if (category == nullptr) category = new CMgrCategory(name, this, m_manager);
+  return category;
+}
+
+CMgrCategory* CMgrCategory::MergeCategory(const CCategory* category) {
+  if (category == nullptr) return nullptr;
+  CMgrCategory* merged = MakeSubCategory(category->name);
+  merged->m_optionSet.MergeOptions(category->optionSet);
+  if (category->categories != nullptr)
+    for (int i = 0; i < category->count && category->categories[i] != nullptr; ++i)
+      merged->MergeCategory(category->categories[i]);
+  return merged;
+}
+
+void CMgrCategory::RegisterOptRgKey(COptRgKey* key) { m_keys.AddTail(key); }
+
+void CMgrCategory::UnregisterOptRgKey(COptRgKey* key) { (void)m_keys.Remove(key); }
+
+void CMgrCategory::InformAllOptRgKeys() {
+  while (void* position = m_keys.GetHeadPosition()) m_keys.GetAt(position)->Detach();
+}
+
+void CMgrCategory::MergeBelow(const CMgrCategory& other) {
+  for (void* position = other.m_optionSet.GetFirstOptionPosition(); position != nullptr;) {
+    const COption* option = other.m_optionSet.GetNextOption(position);
+    m_optionSet.m_options.SetAt(option->name, option);
+  }
+  for (void* position = other.GetFirstCategoryPosition(); position != nullptr;) {
+    const CMgrCategory* category = other.GetNextCategory(position);
+    MakeSubCategory(category->GetName())->MergeBelow(*category);
+  }
+}
+
+void CMgrCategory::RemoveBelow(const CMgrCategory& other) {
+  for (void* position = other.m_optionSet.GetFirstOptionPosition(); position != nullptr;) {
+    const COption* option = other.m_optionSet.GetNextOption(position);
+    if (m_optionSet.FindOption(option->name) == option)
+      m_optionSet.m_options.RemoveKey(std::string_view(option->name));
+  }
+  for (void* position = other.GetFirstCategoryPosition(); position != nullptr;) {
+    const CMgrCategory* category = other.GetNextCategory(position);
+    CMgrCategory* const* found = m_categories.PLookup(View(category->GetName()));
+    if (found == nullptr) continue;
+    CMgrCategory* own = *found;
+    own->RemoveBelow(*category);
+    if (own->GetCategoryCount() != 0 || own->m_optionSet.GetOptionCount() != 0) continue;
+    m_categories.RemoveKey(View(category->GetName()));
+    delete own;
+  }
+}
+
+}  // namespace bix

@@ -1,0 +1,188 @@
+// The incremental save. The old file is read once more, and for everything that the reader finds the
+// keys of the tree call here:
+//
+//   a section begins       the section before it ends: what the tree has and it lacked is written
+//   a header component     the tree's key, or the dummy key, which follows sections of others
+//   a value                declared and in the tree: the tree's; declared and not in the tree: left
+//                          out; not declared: copied as it is
+//   the end of the file    sections of the tree that the old file lacked are written
+//
+// A header is written with the first thing below it. Every value carries the number of the save that
+// wrote it last, so nothing has to be reset and the whole save stays linear.
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "bix/optionfile.h"
+#include "options/option_text.h"
+#include "options/read_back.h"
+
+namespace bix {
+
+namespace {
+
+std::string_view View(const char* text) { return text != nullptr ? text : ""; }
+
+// Static storage: the save under way, and the number of the last one.
+constinit CIncrSaveContext* s_current = nullptr;
+constinit std::uint32_t s_generation = 0;
+
+}  // namespace
+
+/// What was written so far, and the attributes of the section as name and value in turn.
+class CIncrSaveContext::Writing {
+ public:
+  impl::SettingsDigest digest;
+  std::vector<std::pair<std::string, std::string>> attributes;
+
+  void TakeAttributes(const MList<CRgAttribute*>& list) {
+    attributes.clear();
+    for (void* position = list.GetHeadPosition(); position != nullptr;) {
+      const CRgAttribute* attribute = list.GetNext(position);
+      attributes.emplace_back(attribute->GetName(), attribute->GetValue());
+    }
+  }
+};
+
+CIncrSaveContext::CIncrSaveContext(std::FILE* stream, COptRgKey* root)
+    : m_stream(stream),
+      m_dummy(this),
+      m_root(root),
+      m_generation(++s_generation != 0 ? s_generation : ++s_generation),
+      m_writing(new Writing) {}
+
+CIncrSaveContext::~CIncrSaveContext() {
+  m_dummy.m_category = nullptr;  // followed, never registered
+  delete m_writing;
+}
+
+CIncrSaveContext* CIncrSaveContext::GetCurrent() { return s_current; }
+
+CIncrSaveContext::Scope::Scope(CIncrSaveContext& context) { s_current = &context; }
+
+CIncrSaveContext::Scope::~Scope() { s_current = nullptr; }
+
+void CIncrSaveContext::BeginSection() {
+  if (m_current != nullptr) SaveUnsavedValues(*m_current);
+  m_current = nullptr;
+  StartPath("");
+}
+
+void CIncrSaveContext::StartPath(std::string_view path) {
+  m_pendingPath.assign(path);
+  m_isPathWritten = false;
+  m_writing->attributes.clear();
+}
+
+CRgKey* CIncrSaveContext::AddSubPath(COptRgKey& parent, const char* name) {
+  if (!m_pendingPath.empty()) m_pendingPath.append("/");
+  m_pendingPath.append(View(name));
+  // The dummy key finds no sub-key: what is not in the tree has nothing below it there either.
+  m_current = dynamic_cast<COptRgKey*>(parent.FindKey(name));
+  if (m_current != nullptr) return m_current;
+  const CMgrCategory* category = parent.GetCategory();
+  m_dummy.m_category = category != nullptr ? category->FindCategory(name) : nullptr;
+  return &m_dummy;
+}
+
+void CIncrSaveContext::SetSectionAttributes(COptRgKey& key, MList<CRgAttribute*>* attributes) {
+  m_writing->TakeAttributes(*attributes);
+  for (void* position = attributes->GetHeadPosition(); position != nullptr;)
+    delete attributes->GetNext(position);
+  // CHOICE(undeclared-section-attributes): the attributes of a section of others would get lost with
+  // its header, so the header stays even when nothing stands below it.
+  // Test: OptionFileChoice.UndeclaredSectionWithAttributesKeepsItsHeader
+  if (key.GetCategory() == nullptr) WriteHeaderOnce();
+}
+
+void CIncrSaveContext::SaveValue(COptRgKey& key, const char* name, CRgValue::RvType type,
+                                 const char* text, MList<CRgAttribute*>* attributes) {
+  CMgrCategory* category = key.GetCategory();
+  const bool isDeclared =
+      category != nullptr && category->GetOptionSet()->FindOption(name) != nullptr;
+  if (!isDeclared) {
+    WriteHeaderOnce();
+    impl::WriteOptionValue(m_stream, View(name), type, View(text), attributes);
+    m_writing->digest.AddValue(View(name), View(text), attributes);
+    return;
+  }
+  // CHOICE(duplicate-option-lines): of two lines for one option the first takes the tree's text and
+  // the second goes; otherwise the shadowed text would come back at the end of the section.
+  // Test: OptionFileChoice.DuplicateLinesOfAnOptionBecomeOne
+  auto* value = dynamic_cast<COptRgValue*>(key.FindValue(name));
+  if (value != nullptr && value->m_savedIn != m_generation) WriteTreeValue(*value);
+}
+
+void CIncrSaveContext::SaveUnsavedValues(COptRgKey& key) {
+  if (key.m_savedIn == m_generation) return;
+  key.m_savedIn = m_generation;
+  for (void* position = key.GetFirstValuePosition(); position != nullptr;) {
+    auto* value = dynamic_cast<COptRgValue*>(key.GetNextValue(position));
+    if (value == nullptr || value->m_savedIn == m_generation) continue;
+    if (key.FindValue(value->GetName()) == value) WriteTreeValue(*value);
+  }
+}
+
+void CIncrSaveContext::SaveUnsavedKeys(COptRgKey& root) {
+  struct Waiting {
+    COptRgKey* key;
+    std::string path;
+  };
+  std::vector<Waiting> waiting{{&root, std::string(m_pendingPath)}};
+  while (!waiting.empty()) {
+    const Waiting next = std::move(waiting.back());
+    waiting.pop_back();
+    StartPath(next.path);
+    m_current = next.key;
+    SaveUnsavedValues(*next.key);
+    const std::size_t first = waiting.size();
+    for (void* position = next.key->GetFirstKeyPosition(); position != nullptr;) {
+      auto* key = dynamic_cast<COptRgKey*>(next.key->GetNextKey(position));
+      if (key == nullptr) continue;
+      if (key->m_name.find('/') != key->m_name.npos) m_writing->digest.SpoilWith(key->m_name);
+      waiting.push_back(
+          {key, next.path.empty() ? std::string(key->m_name) : next.path + "/" + key->m_name});
+    }
+    std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first), waiting.end());
+  }
+  m_current = nullptr;
+  StartPath("");
+}
+
+void CIncrSaveContext::FlushUnsavedKeys() {
+  BeginSection();
+  SaveUnsavedKeys(*m_root);
+}
+
+std::uint64_t CIncrSaveContext::GetDigest() const { return m_writing->digest.GetSum(); }
+
+void CIncrSaveContext::WriteHeaderOnce() {
+  if (m_isPathWritten) return;
+  m_isPathWritten = true;
+  if (m_current != nullptr && !m_current->GetAttributeList()->IsEmpty())
+    m_writing->TakeAttributes(*m_current->GetAttributeList());
+  m_writing->digest.AddSection(m_pendingPath.c_str());
+  std::string header = "\n[" + m_pendingPath + "]";
+  const char* separator = " (";
+  for (const auto& [name, value] : m_writing->attributes) {
+    m_writing->digest.AddSectionAttribute(name, value);
+    header.append(separator).append(name).append("=").append(value);
+    separator = ", ";
+  }
+  header.append(m_writing->attributes.empty() ? "\n\n" : ")\n\n");
+  // A failure stays in the stream, where who opened it asks for it.
+  (void)std::fwrite(header.data(), 1, header.size(), m_stream);
+}
+
+void CIncrSaveContext::WriteTreeValue(COptRgValue& value) {
+  WriteHeaderOnce();
+  value.Dump(m_stream);
+  value.m_savedIn = m_generation;
+  m_writing->digest.AddValue(View(value.GetName()), value.GetValue(), value.GetAttributeList());
+}
+
+}  // namespace bix

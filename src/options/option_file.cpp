@@ -1,0 +1,166 @@
+// Option files: the operations that mark a file as modified, and saving.
+//
+// A save, in order:
+//   1. the directory of the target is locked
+//   2. a target that does not exist gets the whole tree, one that may not be written nothing
+//   3. the new file is written beside the target and reaches the disk
+//   4. it is read back and compared with what was meant to be written
+//   5. one rename puts it in the target's place
+// Whatever fails before the rename leaves the target as it was.
+
+#include <cerrno>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "bix/optionfile.h"
+#include "options/read_back.h"
+#include "support/durable_file.h"
+#include "support/scoped_fd.h"
+
+namespace bix {
+
+namespace {
+
+std::string_view View(const char* text) { return text != nullptr ? text : ""; }
+
+/// What a pipe or socket held cannot be read again without taking it from somebody.
+bool CanBeReadAgain(const char* target) {
+  struct stat status;
+  return stat(target, &status) != 0 || !(S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+}
+
+/// True when a regular file holds a zero byte, behind which the reader sees nothing.
+bool HoldsZeroByte(const char* target) {
+  const impl::ScopedFd file(open(target, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status;
+  if (file.Get() < 0 || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  char block[1 << 14];
+  for (;;) {
+    const ssize_t size = read(file.Get(), block, sizeof block);
+    if (size < 0 && errno == EINTR) continue;
+    if (size <= 0) return false;  // one that cannot be read fails later, where it is read for good
+    if (std::string_view(block, static_cast<std::size_t>(size)).find('\0') != std::string_view::npos)
+      return true;
+  }
+}
+
+/// The last steps of a save: to the disk, read back, renamed.
+int FinishAndCommit(impl::DurableFile& file, std::uint64_t digest) {
+  if (const int error = file.Finish()) return error;
+  // CHOICE(save-reads-back): the format cannot carry a quote in a text or a "]" in a key name. Such a
+  // tree must not take the place of a readable file.
+  // Test: OptionFileChoice.TreeThatCannotBeWrittenReadablyKeepsTheOldFile
+  if (!impl::ReadsBackAs(file.GetTemporaryName(), digest)) return 1;
+  return file.Commit();
+}
+
+int SaveWholeTree(impl::DurableFile& file, const CRgKey& root) {
+  if (const int error = file.Open()) return error;
+  root.Dump(file.GetStream(), nullptr);
+  impl::SettingsDigest digest;
+  impl::AddTree(digest, root);
+  return FinishAndCommit(file, digest.GetSum());
+}
+
+}  // namespace
+
+COptionFile::COptionFile(COptionManager* manager)
+    : CRgFile(new COptRootRgKey(manager)), m_manager(manager) {}
+
+COptionFile::~COptionFile() {
+  if (m_manager != nullptr) m_manager->Forget(this);
+}
+
+bool COptionFile::IsFixed(const char* category, const char* name) const {
+  const char* mark = GetAttributeValue(category, name, "fixed");
+  return mark != nullptr && View(mark) == "true";
+}
+
+CRgKey* COptionFile::CreateKey(const char* path, const char* attributeName,
+                               const char* attributeValue) {
+  const bool isThere = FindKey(path) != nullptr;
+  CRgKey* key = CRgFile::CreateKey(path, attributeName, attributeValue);
+  const bool hasAttribute = attributeName != nullptr && attributeValue != nullptr;
+  if (key != nullptr && (!isThere || hasAttribute)) m_modified = 1;
+  return key;
+}
+
+void COptionFile::RemoveKey(CRgKey* key) {
+  const CRgKey* parent = key != nullptr ? key->GetParent() : nullptr;
+  CRgFile::RemoveKey(key);
+  if (parent != nullptr && key->GetParent() == nullptr) m_modified = 1;
+}
+
+void COptionFile::DestroyKey(CRgKey* key) {
+  const CRgKey* parent = key != nullptr ? key->GetParent() : nullptr;
+  CRgFile::DestroyKey(key);
+  if (parent != nullptr && key->GetParent() == nullptr) m_modified = 1;
+}
+
+bool COptionFile::SetValue(const char* path, const char* valueName, const char* value) {
+  const char* old = GetValue(path, valueName);
+  if (old != nullptr && View(old) == View(value)) return true;
+  if (!CRgFile::SetValue(path, valueName, value)) return false;
+  m_modified = 1;
+  return true;
+}
+
+bool COptionFile::SetAttributeValue(const char* path, const char* valueName, const char* value,
+                                    const char* attributeName, const char* attributeValue) {
+  const char* old = GetAttributeValue(path, valueName, attributeName);
+  if (old != nullptr && View(old) == View(attributeValue)) return true;
+  if (!CRgFile::SetAttributeValue(path, valueName, value, attributeName, attributeValue))
+    return false;
+  m_modified = 1;
+  return true;
+}
+
+int COptionFile::Load(const char* fileName) {
+  const int result = CRgFile::Load(fileName);
+  // COMPAT(load-and-modified): a successful load leaves the flag as it is.
+  // Test: OptionFileCompat.OnlyAFailedLoadClearsTheModifiedFlag
+  if (result != 0) m_modified = 0;
+  return result;
+}
+
+int COptionFile::Save(const char* fileName) {
+  const SString target = fileName != nullptr ? fileName : m_fileName.c_str();
+  if (target.empty()) return 1;
+  impl::DurableFile file(target.c_str());
+  // Locked before the target is looked at: of two processes that find no file only one may write it
+  // as a whole.
+  if (const int error = file.Lock()) return error;
+  int result;
+  if (access(target.c_str(), F_OK) != 0 || !CanBeReadAgain(target.c_str()))
+    result = SaveWholeTree(file, *m_root);
+  else if (access(target.c_str(), W_OK) != 0)
+    result = errno;
+  else
+    result = SaveIncrementally(file, target.c_str());
+  if (result == 0) m_modified = 0;
+  return result;
+}
+
+int COptionFile::SaveIncrementally(impl::DurableFile& file, const char* target) {
+  // CHOICE(save-over-zero-byte): the reader ends at a zero byte, with success. What a crash of the
+  // machine left behind one would be gone with this save, so the bytes are kept beside the file.
+  // Test: OptionFileChoice.BytesBehindAZeroByteAreSetAside
+  if (HoldsZeroByte(target))
+    if (const int error = impl::CopyAside(target)) return error;
+  if (const int error = file.Open()) return error;
+  CIncrSaveContext context(file.GetStream(), static_cast<COptRgKey*>(m_root));
+  {
+    const CIncrSaveContext::Scope scope(context);
+    // COMPAT(failed-save-empties-tree): the failure rule of Merge holds here as well, so a target
+    // that cannot be parsed costs the tree, and the caller sees 1.
+    // Test: OptionFileCompat.SaveOverAnUnparsableTargetEmptiesTheTree
+    if (const int result = Merge(target)) return result;
+  }
+  context.FlushUnsavedKeys();
+  return FinishAndCommit(file, context.GetDigest());
+}
+
+}  // namespace bix

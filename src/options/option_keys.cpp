@@ -1,0 +1,184 @@
+// Keys and values of option files. While a file is saved, the keys hand what the reader finds in the
+// old file to the save under way instead of building on it; see incremental_save.cpp.
+
+#include <string_view>
+
+#include "bix/optionfile.h"
+#include "options/option_text.h"
+
+namespace bix {
+
+namespace {
+
+std::string_view View(const char* text) { return text != nullptr ? text : ""; }
+
+void DeleteAttributes(MList<CRgAttribute*>* attributes) {
+  if (attributes == nullptr) return;
+  for (void* position = attributes->GetHeadPosition(); position != nullptr;)
+    delete attributes->GetNext(position);
+}
+
+}  // namespace
+
+COptRgValue::COptRgValue(const COption* option, const char* text)
+    : m_option(option), m_text(text) {}
+
+COptRgValue::~COptRgValue() = default;
+
+const char* COptRgValue::GetName() const { return m_option->name; }
+
+const char* COptRgValue::GetValue() const { return m_text.c_str(); }
+
+CRgValue::RvType COptRgValue::GetType() const {
+  // COMPAT(option-kinds-to-types): only kinds 2 and 3 are written bare; all others are texts.
+  // Test: OptionValueCompat.KindsTwoAndThreeAreTypesOneAndTwo
+  switch (m_option->kind) {
+    case 2:
+      return 1;
+    case 3:
+      return 2;
+    default:
+      return 0;
+  }
+}
+
+void COptRgValue::SetName(const char*) {}
+
+void COptRgValue::SetType(RvType) {}
+
+void COptRgValue::SetValue(const char* value) { m_text = value; }
+
+bool COptRgValue::Dump(std::FILE* file) {
+  impl::WriteOptionValue(file, View(GetName()), GetType(), m_text.c_str(), GetAttributeList());
+  return true;
+}
+
+bool COptRgValue::IsFixed() const {
+  const char* mark = GetAttributeValue("fixed");
+  return mark != nullptr && View(mark) == "true";
+}
+
+COptRgKey::COptRgKey(const char* name) : m_name(name) {}
+
+COptRgKey::~COptRgKey() { Detach(); }
+
+void COptRgKey::SetCategory(CMgrCategory* category) {
+  if (m_category != nullptr) m_category->UnregisterOptRgKey(this);
+  m_category = category;
+  if (m_category != nullptr) m_category->RegisterOptRgKey(this);
+}
+
+const char* COptRgKey::GetName() const { return m_name.c_str(); }
+
+CRgKey* COptRgKey::CreateKey(const char* name, MList<CRgAttribute*>* attributes) {
+  if (CIncrSaveContext* save = CIncrSaveContext::GetCurrent()) return save->AddSubPath(*this, name);
+  const std::string_view subName = View(name);
+  CMgrCategory* category =
+      m_category != nullptr && !subName.empty() && subName.find('/') == subName.npos
+          ? m_category->FindCategory(name)
+          : nullptr;
+  if (category == nullptr) {
+    DeleteAttributes(attributes);
+    return nullptr;
+  }
+  CRgKey* key = FindKey(name);
+  if (key == nullptr) {
+    auto* made = new COptRgKey(name);  // owned by this key from AddKey on
+    made->SetCategory(category);
+    AddKey(made);
+    key = made;
+  }
+  if (attributes != nullptr && !attributes->IsEmpty()) key->SetAttributes(attributes);
+  return key;
+}
+
+CRgKey* COptRgKey::FindKey(const char* name) const {
+  CRgKey* const* found = m_keyIndex.PLookup(View(name));
+  return found != nullptr ? *found : nullptr;
+}
+
+bool COptRgKey::AddKey(CRgKey* key) {
+  const bool isAdded = CRgKey::AddKey(key);
+  m_keyIndex.SetAt(View(key->GetName()), key);
+  SetParent(*key, this);
+  return isAdded;
+}
+
+bool COptRgKey::RemoveKey(CRgKey* key) {
+  m_keyIndex.RemoveKey(View(key->GetName()));
+  return CRgKey::RemoveKey(key);
+}
+
+CRgValue* COptRgKey::CreateValue(const char* name, CRgValue::RvType type, const char* value,
+                                 MList<CRgAttribute*>* attributes) {
+  if (CIncrSaveContext* save = CIncrSaveContext::GetCurrent()) {
+    save->SaveValue(*this, name, type, value, attributes);
+    return nullptr;  // the caller deletes the attributes
+  }
+  const COption* option =
+      m_category != nullptr ? m_category->GetOptionSet()->FindOption(name) : nullptr;
+  if (option == nullptr) return nullptr;
+  auto* made = new COptRgValue(option, value);  // owned by this key from AddValue on
+  if (attributes != nullptr)
+    for (void* position = attributes->GetHeadPosition(); position != nullptr;)
+      made->AddAttribute(attributes->GetNext(position));
+  AddValue(made);
+  return made;
+}
+
+CRgValue* COptRgKey::FindValue(const char* name) const {
+  CRgValue* const* found = m_valueIndex.PLookup(View(name));
+  return found != nullptr ? *found : nullptr;
+}
+
+bool COptRgKey::AddValue(CRgValue* value) {
+  const bool isAdded = CRgKey::AddValue(value);
+  m_valueIndex.SetAt(View(value->GetName()), value);
+  return isAdded;
+}
+
+bool COptRgKey::RemoveValue(CRgValue* value) {
+  m_valueIndex.RemoveKey(View(value->GetName()));
+  return CRgKey::RemoveValue(value);
+}
+
+void COptRgKey::SetAttributes(MList<CRgAttribute*>* attributes) {
+  if (CIncrSaveContext* save = CIncrSaveContext::GetCurrent())
+    return save->SetSectionAttributes(*this, attributes);
+  CRgKey::SetAttributes(attributes);
+}
+
+void COptRgKey::Empty() {
+  m_keyIndex.RemoveAll();
+  m_valueIndex.RemoveAll();
+  CRgKey::Empty();
+}
+
+COptRootRgKey::COptRootRgKey(COptionManager* manager) : COptRgKey("") { SetCategory(manager); }
+
+COptRootRgKey::~COptRootRgKey() = default;
+
+CRgKey* COptRootRgKey::CreateKey(const char* name, MList<CRgAttribute*>* attributes) {
+  if (CIncrSaveContext* save = CIncrSaveContext::GetCurrent()) save->BeginSection();
+  return COptRgKey::CreateKey(name, attributes);
+}
+
+COptDummyRgKey::COptDummyRgKey(CIncrSaveContext* context) : COptRgKey(""), m_context(context) {}
+
+COptDummyRgKey::~COptDummyRgKey() = default;
+
+CRgKey* COptDummyRgKey::CreateKey(const char* name, MList<CRgAttribute*>*) {
+  return m_context->AddSubPath(*this, name);
+}
+
+CRgValue* COptDummyRgKey::CreateValue(const char* name, CRgValue::RvType type, const char* value,
+                                      MList<CRgAttribute*>* attributes) {
+  m_context->SaveValue(*this, name, type, value, attributes);
+  return nullptr;  // the caller deletes the attributes
+}
+
+void COptDummyRgKey::SetAttributes(MList<CRgAttribute*>* attributes) {
+  m_context->SetSectionAttributes(*this, attributes);
+}
+
+}  // namespace bix

@@ -1,0 +1,77 @@
+#include "options/option_text.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <string>
+
+namespace bix::impl {
+
+namespace {
+
+bool IsDigit(char byte) { return byte >= '0' && byte <= '9'; }
+
+bool IsLetter(char byte) { return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z'); }
+
+/// A number is read as 32 bits and printed anew.
+bool IsPlainNumber(std::string_view text) {
+  if (text.size() > 10 || (text.size() > 1 && text[0] == '0')) return false;
+  long long number = 0;
+  for (char byte : text) {
+    if (!IsDigit(byte)) return false;
+    number = number * 10 + (byte - '0');
+  }
+  return number <= INT_MAX;
+}
+
+void AppendPair(std::string& line, std::string_view name, bool isBare, std::string_view text) {
+  const std::string_view quote = isBare && IsReadableBare(text) ? "" : "\"";
+  line.append("\"").append(name).append("\"=").append(quote).append(text).append(quote);
+}
+
+}  // namespace
+
+bool ToBool(const char* text) { return text != nullptr && *text == 't'; }
+
+int ToInt(const char* text) {
+  if (text == nullptr) return 0;
+  const long long number = std::strtoll(text, nullptr, 10);
+  return static_cast<int>(std::clamp<long long>(number, INT_MIN, INT_MAX));
+}
+
+bool IsReadableBare(std::string_view text) {
+  if (text.empty()) return false;
+  if (IsDigit(text[0])) return IsPlainNumber(text);
+  return IsLetter(text[0]) && std::all_of(text.begin(), text.end(), [](char byte) {
+           return IsLetter(byte) || IsDigit(byte) || byte == '_';
+         });
+}
+
+void WriteOptionValue(std::FILE* file, std::string_view name, CRgValue::RvType type,
+                      std::string_view text, const MList<CRgAttribute*>* attributes) {
+  // CHOICE(bare-text-quoted): a negative number, an empty text or "a b" written without quotes would
+  // make the whole file unreadable, and it would be emptied at the next start.
+  // Test: OptionFileChoice.BareTextThatWouldNotReadBackIsQuoted
+  const bool isBare = type != 0;
+  std::string line;
+  line.reserve(name.size() + text.size() + 8);
+  AppendPair(line, name, isBare, text);
+  line.append(" ");
+  if (attributes != nullptr && !attributes->IsEmpty()) {
+    // CHOICE(option-attribute-comma): the blank of the plain writer would cost every attribute but
+    // the first and all that follows in the file.
+    // Test: OptionFileChoice.ValueAttributesAreSeparatedByCommas
+    line.append("(");
+    for (void* position = attributes->GetHeadPosition(); position != nullptr;) {
+      const CRgAttribute* attribute = attributes->GetNext(position);
+      AppendPair(line, attribute->GetName(), isBare, attribute->GetValue());
+      line.append(position != nullptr ? ", " : " ");
+    }
+    line.append(")");
+  }
+  line.append("\n");
+  // A failure stays in the stream, where who opened it asks for it.
+  (void)std::fwrite(line.data(), 1, line.size(), file);
+}
+
+}  // namespace bix::impl

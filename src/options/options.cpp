@@ -1,0 +1,332 @@
+// The option manager: look-up, change and explanation over the stack of option files.
+
+#include "bix/options.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <unistd.h>
+
+#include "bix/optionfile.h"
+#include "options/option_text.h"
+
+namespace bix {
+
+namespace {
+
+std::string_view View(const char* text) { return text != nullptr ? text : ""; }
+
+/// The value object for an option in one file, or null.
+CRgValue* FindHeld(const COptionFile& file, const char* category, const char* name) {
+  const CRgKey* key = file.FindKey(category);
+  return key != nullptr ? key->FindValue(name) : nullptr;
+}
+
+// COMPAT(fixed-exact-text): only the exact text "true" fixes an option; "True" and "1" do not.
+// Test: OptionManagerCompat.OnlyTheExactTextTrueFixes
+bool IsMarkedFixed(const CRgValue& value) {
+  const char* mark = value.GetAttributeValue("fixed");
+  return mark != nullptr && View(mark) == "true";
+}
+
+/// The path under which a declared option is looked up.
+std::string OptionPath(const char* category, const char* name) {
+  return std::string(View(category)).append("/").append(View(name));
+}
+
+}  // namespace
+
+const char* COptionExplanation::GetText(Verdict verdict) {
+  switch (verdict) {
+    case NotHeld:
+      return "does not hold the option";
+    case WinsFirst:
+      return "the first file that holds it gives the value";
+    case WinsFixed:
+      return "fixed: wins over the files before it";
+    case Hidden:
+      return "hidden: a file before it holds the option";
+    case Overruled:
+      return "overruled: a file behind it fixes the option";
+  }
+  return "";
+}
+
+COptionManager::COptionManager(const char* name)
+    : CMgrCategory("", nullptr, this), m_managerName(name) {}
+
+COptionManager::~COptionManager() {
+  RemoveAllFiles();
+  m_predefinedFiles.RemoveAll();
+  while (void* position = m_ownedFiles.GetHeadPosition()) delete m_ownedFiles.GetAt(position);
+}
+
+// The stack.
+
+void COptionManager::Own(COptionFile* file) {
+  if (m_ownedFiles.Find(file) == nullptr) m_ownedFiles.AddTail(file);
+  const SPathName path(file->GetPathName());
+  if (!path.empty()) m_fileTable[path] = file;
+}
+
+void COptionManager::Forget(COptionFile* file) {
+  (void)m_ownedFiles.Remove(file);
+  while (m_files.Remove(file)) continue;
+  while (m_predefinedFiles.Remove(file)) continue;
+  std::vector<SString> paths;
+  for (void* position = m_fileTable.GetStartPosition(); position != nullptr;) {
+    SString path;
+    COptionFile* held = nullptr;
+    m_fileTable.GetNextAssoc(position, path, held);
+    if (held == file) paths.push_back(path);
+  }
+  for (const SString& path : paths) m_fileTable.RemoveKey(path);
+}
+
+bool COptionManager::AddFile(COptionFile* file) {
+  if (m_files.Find(file) != nullptr || GetFile(SPathName(file->GetPathName())) != nullptr)
+    return false;
+  Own(file);
+  m_files.AddTail(file);
+  return true;
+}
+
+COptionFile* COptionManager::GetFile(const SPathName& path) const {
+  for (void* position = GetFirstFilePosition(); position != nullptr;) {
+    COptionFile* file = GetNextFile(position);
+    if (SPathName(file->GetPathName()) == path) return file;
+  }
+  return nullptr;
+}
+
+bool COptionManager::RemoveFile(COptionFile* file) { return m_files.Remove(file); }
+
+COptionFile* COptionManager::Load(const char* fileName) {
+  auto file = std::make_unique<COptionFile>(this);
+  if (file->Load(fileName) != 0) return nullptr;
+  // CHOICE(load-listed-file): a path that is listed already keeps its file and what was changed in it.
+  // Test: OptionManagerChoice.LoadingAListedPathReturnsTheListedFile
+  if (!AddFile(file.get())) return GetFile(SPathName(file->GetPathName()));
+  return file.release();  // owned by this manager since AddFile
+}
+
+COptionFile* COptionManager::FindOwned(const SPathName& path) const {
+  COptionFile* const* found = m_fileTable.PLookup(path);
+  return found != nullptr ? *found : nullptr;
+}
+
+COptionFile* COptionManager::AddOptionFile(SPathName path) {
+  COptionFile* known = FindOwned(path);
+  if (known == nullptr) return Load(path.c_str());
+  (void)AddFile(known);  // false when it is listed
+  return known;
+}
+
+bool COptionManager::RemoveOptionFile(SPathName path) {
+  COptionFile* file = GetFile(path);
+  return file != nullptr && RemoveFile(file);
+}
+
+int COptionManager::Reload(const char* fileName) {
+  COptionFile* file = GetFile(SPathName(fileName));
+  return file != nullptr ? file->Load(fileName) : 1;
+}
+
+int COptionManager::ReloadAllFiles() {
+  int result = 0;
+  for (void* position = GetFirstFilePosition(); position != nullptr;) {
+    COptionFile* file = GetNextFile(position);
+    const SString name = file->GetPathName();
+    const int loaded = file->Load(name.c_str());
+    if (result == 0) result = loaded;
+  }
+  return result;
+}
+
+int COptionManager::Reset() {
+  void* position = GetFirstFilePosition();
+  if (position == nullptr) return 1;
+  COptionFile* file = GetNextFile(position);
+  file->GetKeyRoot()->Empty();
+  file->SetModifiedFlag();
+  return 0;
+}
+
+int COptionManager::ResetAll() {
+  for (void* position = GetFirstFilePosition(); position != nullptr;) {
+    COptionFile* file = GetNextFile(position);
+    file->GetKeyRoot()->Empty();
+    file->SetModifiedFlag();
+  }
+  return 0;
+}
+
+int COptionManager::SaveAllFiles() {
+  int result = 0;
+  for (void* position = GetFirstFilePosition(); position != nullptr;) {
+    const int saved = GetNextFile(position)->Save(nullptr);
+    if (result == 0) result = saved;
+  }
+  return result;
+}
+
+// Look-up.
+
+const char* COptionManager::GetValue(const char* category, const char* name) const {
+  const char* result = nullptr;
+  for (void* position = GetFirstFilePosition(); position != nullptr;) {
+    const CRgValue* held = FindHeld(*GetNextFile(position), category, name);
+    // COMPAT(last-fixed-wins): without a fixed text the first file gives the value; with several
+    // fixed ones the last. Companies rely on overruling teams and users.
+    // Test: OptionManagerCompat.TheLastFixedTextWins
+    if (held != nullptr && (result == nullptr || IsMarkedFixed(*held))) result = held->GetValue();
+  }
+  if (result != nullptr) return result;
+  const COption* option = FindOption(OptionPath(category, name).c_str());
+  // COMPAT(no-null-value): an undeclared option that no file holds is "", so the typed access never
+  // uses its default. Test: OptionManagerCompat.UndeclaredOptionIsTheEmptyText
+  return option != nullptr && option->defaultValue != nullptr ? option->defaultValue : "";
+}
+
+COptionExplanation COptionManager::Explain(const char* category, const char* name) const {
+  COptionExplanation explanation;
+  explanation.value = GetValue(category, name);
+  if (const COption* option = FindOption(OptionPath(category, name).c_str())) {
+    explanation.isDeclared = true;
+    explanation.defaultValue = option->defaultValue;
+  }
+  constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  std::size_t winner = kNone;
+  for (void* position = GetFirstFilePosition(); position != nullptr;) {
+    COptionExplanation::FileEntry entry;
+    entry.file = GetNextFile(position);
+    entry.pathName = entry.file->GetPathName();
+    if (const CRgValue* held = FindHeld(*entry.file, category, name)) {
+      entry.isHeld = true;
+      entry.text = held->GetValue();
+      entry.isFixed = IsMarkedFixed(*held);
+      if (winner == kNone || entry.isFixed) winner = explanation.files.size();
+    }
+    explanation.files.push_back(entry);
+  }
+  if (winner == kNone) return explanation;
+  explanation.file = explanation.files[winner].file;
+  bool isHeldBefore = false;
+  for (std::size_t i = 0; i < explanation.files.size(); ++i) {
+    COptionExplanation::FileEntry& entry = explanation.files[i];
+    if (!entry.isHeld) continue;
+    if (i < winner)
+      entry.verdict = COptionExplanation::Overruled;
+    else if (i > winner)
+      entry.verdict = COptionExplanation::Hidden;
+    else
+      entry.verdict = isHeldBefore ? COptionExplanation::WinsFixed : COptionExplanation::WinsFirst;
+    isHeldBefore = true;
+  }
+  return explanation;
+}
+
+bool COptionManager::IsRedefined(const char* category, const char* name) const {
+  for (void* position = GetFirstFilePosition(); position != nullptr;)
+    if (FindHeld(*GetNextFile(position), category, name) != nullptr) return true;
+  return false;
+}
+
+const char* COptionManager::GetUnderneathValue(const COptionFile* file, const char* category,
+                                               const char* name) const {
+  bool isListed = false;
+  for (void* position = GetFirstFilePosition(); position != nullptr && !isListed;)
+    isListed = GetNextFile(position) == file;
+  bool isBehind = !isListed;
+  for (void* position = GetFirstFilePosition(); position != nullptr;) {
+    const COptionFile* next = GetNextFile(position);
+    if (isBehind)
+      if (const CRgValue* held = FindHeld(*next, category, name)) return held->GetValue();
+    if (next == file) isBehind = true;
+  }
+  const COption* option = FindOption(OptionPath(category, name).c_str());
+  if (option == nullptr) return nullptr;
+  return option->defaultValue != nullptr ? option->defaultValue : "";
+}
+
+bool COptionManager::IsEditable(const char* category, const char* name) const {
+  void* position = GetFirstFilePosition();
+  if (position == nullptr) return true;
+  const COptionFile* first = GetNextFile(position);
+  // COMPAT(missing-file-not-editable): a first file that has a name but does not exist may not be
+  // written either, for the check asks for an existing file.
+  // Test: OptionManagerCompat.MissingFirstFileIsNotEditable
+  if (*first->GetPathName() != 0 && access(first->GetPathName(), W_OK) != 0) return false;
+  for (position = GetFirstFilePosition(); position != nullptr;) {
+    const COptionFile* file = GetNextFile(position);
+    const CRgValue* held = FindHeld(*file, category, name);
+    if (held != nullptr && IsMarkedFixed(*held)) return file == first;
+  }
+  return true;
+}
+
+// Change.
+
+bool COptionManager::SetValue(const char* category, const char* name, const char* value) {
+  void* position = GetFirstFilePosition();
+  if (position == nullptr || !IsEditable(category, name)) return false;
+  COptionFile* file = GetNextFile(position);
+  const bool isUnderneath = View(GetUnderneathValue(file, category, name)) == View(value);
+  CRgKey* key = file->FindKey(category);
+  if (!isUnderneath) {
+    if (key == nullptr && FindOption(OptionPath(category, name).c_str()) == nullptr) return false;
+    return file->SetValue(category, name, value);
+  }
+  if (key == nullptr) return true;
+  CRgValue* held = key->FindValue(name);
+  // COMPAT(fixed-value-stays): a text that the first file itself fixes stays as it is, not even
+  // changed to the text beneath it. Test: OptionManagerCompat.FixedTextOfTheFirstFileStays
+  if (held != nullptr && !IsMarkedFixed(*held)) {
+    key->RemoveValue(held);
+    delete held;
+    file->SetModifiedFlag();
+  }
+  if (key->GetValueCount() == 0 && key->GetKeyCount() == 0 && key->GetParent() != nullptr) {
+    file->RemoveKey(key);
+    delete key;  // unlinked, so it was ours
+  }
+  return true;
+}
+
+// Typed access.
+
+const char* COptionManager::GetStrValue(const char* category, const char* name,
+                                        const char* defaultValue) const {
+  const char* value = GetValue(category, name);
+  return value != nullptr ? value : defaultValue;
+}
+
+bool COptionManager::GetBoolValue(const char* category, const char* name, bool defaultValue) const {
+  const char* value = GetValue(category, name);
+  return value != nullptr ? impl::ToBool(value) : defaultValue;
+}
+
+int COptionManager::GetIntValue(const char* category, const char* name, int defaultValue) const {
+  const char* value = GetValue(category, name);
+  return value != nullptr ? impl::ToInt(value) : defaultValue;
+}
+
+bool COptionManager::SetStrValue(const char* category, const char* name, const char* text) {
+  return SetValue(category, name, text);
+}
+
+bool COptionManager::SetBoolValue(const char* category, const char* name, bool flag) {
+  return SetValue(category, name, flag ? "true" : "false");
+}
+
+bool COptionManager::SetIntValue(const char* category, const char* name, int number) {
+  char text[20];
+  (void)std::snprintf(text, sizeof text, "%d", number);  // 11 characters at most
+  return SetValue(category, name, text);
+}
+
+}  // namespace bix
