@@ -243,9 +243,9 @@ class BIX_EXPORT COptionFile : public CRgFile {
   ///   a system call fails                  => its error number, the target stays
   ///   saved                                => 0, the modified flag is cleared
   ///
-  /// An existing target is read again on the way, and what no declared category or option matches is
-  /// copied from it. It is replaced by one rename, after the new file has reached the disk and has
-  /// been read back. Names are not stored.
+  /// An existing target is read again on the way, and what no declared category or option matches
+  /// is copied from it. It is replaced by one rename, after the new file has reached the disk and
+  /// has been read back. Names are not stored.
   int Save(const char* fileName);
   int SaveAs(const char* fileName) { return Save(fileName); }
 

@@ -18,11 +18,13 @@
 /// its name. Names compare byte by byte.
 ///
 /// Encoding: bytes in the process's multibyte encoding, kept as they are.
-/// Owner: declarations are borrowed for the life of every manager that they are added to. Texts that
+/// Owner: declarations are borrowed for the life of every manager that they are added to. Texts
+/// that
 ///   a look-up returns are owned by the option file or the declaration they come from, valid until
 ///   the option changes.
 /// Errors: nothing here writes messages. Look-ups of what is not there return null or "".
-/// Threads: no lock; a manager and its files belong to one thread at a time, and no two threads save
+/// Threads: no lock; a manager and its files belong to one thread at a time, and no two threads
+/// save
 ///   option files at once.
 
 #include <cstddef>
@@ -74,7 +76,8 @@ struct BIX_EXPORT COptionSet {
 /// A declared category.
 struct BIX_EXPORT CCategory {
   const char* name = nullptr;
-  const CCategory* const* categories = nullptr;  // ended by a null pointer; null when there are none
+  const CCategory* const* categories =
+      nullptr;  // ended by a null pointer; null when there are none
   int count = 0;
   const COptionSet* optionSet = nullptr;
 };
@@ -145,10 +148,12 @@ class BIX_EXPORT CMgrCategory {
   CMgrCategory* FindCategory(const char* path) const;
   /// The same for the first `length` bytes of `path`.
   CMgrCategory* FindCategory(const char* path, std::size_t length) const;
-  /// The option at a path that ends, behind the last "/", in its name; null when it is not declared.
+  /// The option at a path that ends, behind the last "/", in its name; null when it is not
+  /// declared.
   const COption* FindOption(const char* path) const;
 
-  /// Adds a declared category with all below it as a sub-category, joining it with one of that name.
+  /// Adds a declared category with all below it as a sub-category, joining it with one of that
+  /// name.
   ///
   /// Owner: the result is owned by this category.
   CMgrCategory* MergeCategory(const CCategory* category);
@@ -204,7 +209,7 @@ struct COptionExplanation {
   SString value;                      // what GetValue returns
   const COptionFile* file = nullptr;  // who gave it; null for the declared default and for none
   bool isDeclared = false;
-  SString defaultValue;  // "" when not declared
+  SString defaultValue;      // "" when not declared
   SVector<FileEntry> files;  // the whole stack, in look-up order
 
   /// A verdict in words, such as "fixed: wins over the files before it".
@@ -241,7 +246,8 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   ///
   /// The file stores only what differs from the files beneath it: a text that would show without it
   /// is removed from the file instead, unless the file itself marks the option as fixed.
-  /// Errors: false, and nothing changes, without a file, when the option is not editable and when it
+  /// Errors: false, and nothing changes, without a file, when the option is not editable and when
+  /// it
   ///   is not declared.
   virtual bool SetValue(const char* category, const char* name, const char* value);  // slot 5
   /// The value of an option: the text of the first file that holds it, or of the last one that
@@ -317,8 +323,9 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   /// Saves every listed file under its own name; the first result that is not 0, else 0.
   int SaveAllFiles();
 
-  /// Loads the option files that "init.tot" in the all-users shared data directory names, by default
-  /// "user.tot;company.tot". Missing files are made; relative names start at that directory.
+  /// Loads the option files that "init.tot" in the all-users shared data directory names, by
+  /// default "user.tot;company.tot". Missing files are made; relative names start at that
+  /// directory.
   ///
   /// A file that cannot be parsed is copied to `<file>.bad-1` (-2, ...), emptied and used. Without
   /// an all-users directory ("ZROOT") or a shared data directory ("HOME") nothing is loaded.

@@ -89,7 +89,8 @@ CMgrCategory* CMgrCategory::FindCategory(const char* path) const {
 }
 
 CMgrCategory* CMgrCategory::FindCategory(const char* path, std::size_t length) const {
-  CMgrCategory* category = const_cast<CMgrCategory*>(this);  // the interface hands out changeable ones
+  CMgrCategory* category =
+      const_cast<CMgrCategory*>(this);  // the interface hands out changeable ones
   std::string_view rest(path, length);
   while (category != nullptr && !rest.empty()) {
     const std::size_t separator = std::min(rest.find('/'), rest.size());

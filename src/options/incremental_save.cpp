@@ -1,5 +1,5 @@
-// The incremental save. The old file is read once more, and for everything that the reader finds the
-// keys of the tree call here:
+// The incremental save. The old file is read once more, and for everything that the reader finds
+// the keys of the tree call here:
 //
 //   a section begins       the section before it ends: what the tree has and it lacked is written
 //   a header component     the tree's key, or the dummy key, which follows sections of others
@@ -7,8 +7,8 @@
 //                          out; not declared: copied as it is
 //   the end of the file    sections of the tree that the old file lacked are written
 //
-// A header is written with the first thing below it. Every value carries the number of the save that
-// wrote it last, so nothing has to be reset and the whole save stays linear.
+// A header is written with the first thing below it. Every value carries the number of the save
+// that wrote it last, so nothing has to be reset and the whole save stays linear.
 
 #include <algorithm>
 #include <cstddef>
@@ -93,9 +93,9 @@ void CIncrSaveContext::SetSectionAttributes(COptRgKey& key, MList<CRgAttribute*>
   m_writing->TakeAttributes(*attributes);
   for (void* position = attributes->GetHeadPosition(); position != nullptr;)
     delete attributes->GetNext(position);
-  // CHOICE(undeclared-section-attributes): the attributes of a section of others would get lost with
-  // its header, so the header stays even when nothing stands below it.
-  // Test: OptionFileChoice.UndeclaredSectionWithAttributesKeepsItsHeader
+  // CHOICE(undeclared-section-attributes): the attributes of a section of others would get lost
+  // with its header, so the header stays even when nothing stands below it. Test:
+  // OptionFileChoice.UndeclaredSectionWithAttributesKeepsItsHeader
   if (key.GetCategory() == nullptr) WriteHeaderOnce();
 }
 

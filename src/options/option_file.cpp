@@ -42,7 +42,8 @@ bool HoldsZeroByte(const char* target) {
     const ssize_t size = read(file.Get(), block, sizeof block);
     if (size < 0 && errno == EINTR) continue;
     if (size <= 0) return false;  // one that cannot be read fails later, where it is read for good
-    if (std::string_view(block, static_cast<std::size_t>(size)).find('\0') != std::string_view::npos)
+    if (std::string_view(block, static_cast<std::size_t>(size)).find('\0') !=
+        std::string_view::npos)
       return true;
   }
 }
@@ -50,9 +51,9 @@ bool HoldsZeroByte(const char* target) {
 /// The last steps of a save: to the disk, read back, renamed.
 int FinishAndCommit(impl::DurableFile& file, std::uint64_t digest) {
   if (const int error = file.Finish()) return error;
-  // CHOICE(save-reads-back): the format cannot carry a quote in a text or a "]" in a key name. Such a
-  // tree must not take the place of a readable file.
-  // Test: OptionFileChoice.TreeThatCannotBeWrittenReadablyKeepsTheOldFile
+  // CHOICE(save-reads-back): the format cannot carry a quote in a text or a "]" in a key name. Such
+  // a tree must not take the place of a readable file. Test:
+  // OptionFileChoice.TreeThatCannotBeWrittenReadablyKeepsTheOldFile
   if (!impl::ReadsBackAs(file.GetTemporaryName(), digest)) return 1;
   return file.Commit();
 }

@@ -1,5 +1,5 @@
-// Keys and values of option files. While a file is saved, the keys hand what the reader finds in the
-// old file to the save under way instead of building on it; see incremental_save.cpp.
+// Keys and values of option files. While a file is saved, the keys hand what the reader finds in
+// the old file to the save under way instead of building on it; see incremental_save.cpp.
 
 #include <string_view>
 

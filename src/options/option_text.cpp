@@ -49,9 +49,9 @@ bool IsReadableBare(std::string_view text) {
 
 void WriteOptionValue(std::FILE* file, std::string_view name, CRgValue::RvType type,
                       std::string_view text, const MList<CRgAttribute*>* attributes) {
-  // CHOICE(bare-text-quoted): a negative number, an empty text or "a b" written without quotes would
-  // make the whole file unreadable, and it would be emptied at the next start.
-  // Test: OptionFileChoice.BareTextThatWouldNotReadBackIsQuoted
+  // CHOICE(bare-text-quoted): a negative number, an empty text or "a b" written without quotes
+  // would make the whole file unreadable, and it would be emptied at the next start. Test:
+  // OptionFileChoice.BareTextThatWouldNotReadBackIsQuoted
   const bool isBare = type != 0;
   std::string line;
   line.reserve(name.size() + text.size() + 8);

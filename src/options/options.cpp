@@ -108,8 +108,8 @@ bool COptionManager::RemoveFile(COptionFile* file) { return m_files.Remove(file)
 COptionFile* COptionManager::Load(const char* fileName) {
   auto file = std::make_unique<COptionFile>(this);
   if (file->Load(fileName) != 0) return nullptr;
-  // CHOICE(load-listed-file): a path that is listed already keeps its file and what was changed in it.
-  // Test: OptionManagerChoice.LoadingAListedPathReturnsTheListedFile
+  // CHOICE(load-listed-file): a path that is listed already keeps its file and what was changed in
+  // it. Test: OptionManagerChoice.LoadingAListedPathReturnsTheListedFile
   if (!AddFile(file.get())) return GetFile(SPathName(file->GetPathName()));
   return file.release();  // owned by this manager since AddFile
 }

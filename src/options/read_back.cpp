@@ -108,8 +108,8 @@ void AddTree(SettingsDigest& digest, const CRgKey& root) {
       const CRgKey* key = next.key->GetNextKey(position);
       const std::string_view name = View(key->GetName());
       if (name.find('/') != name.npos) digest.SpoilWith(name);
-      waiting.push_back({key, next.path.empty() ? std::string(name)
-                                                : next.path + "/" + std::string(name)});
+      waiting.push_back(
+          {key, next.path.empty() ? std::string(name) : next.path + "/" + std::string(name)});
     }
     std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first), waiting.end());
   }

@@ -3,9 +3,10 @@
 
 /// The check that a file which is about to replace another one says what was meant to be written.
 ///
-/// The format escapes nothing, so a quote in a text or a "]" in a key name gives a file that reads as
-/// something else or not at all. The writer sums up what it writes, the reader what it reads; the
-/// sums are equal only when both saw the same sections, values, texts and attributes in one order.
+/// The format escapes nothing, so a quote in a text or a "]" in a key name gives a file that reads
+/// as something else or not at all. The writer sums up what it writes, the reader what it reads;
+/// the sums are equal only when both saw the same sections, values, texts and attributes in one
+/// order.
 
 #include <cstdint>
 #include <string_view>
