@@ -3,14 +3,94 @@
 
 /// A settings document in memory: a tree of keys with values and attributes.
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <string_view>
 
 #include "bix/containers.h"
 #include "bix/export.h"
 #include "bix/text.h"
 
 namespace bix {
+
+namespace impl {
+
+/// A table from the names of elements to the elements, which hold the names themselves.
+class BIX_EXPORT NameIndexBase {
+ public:
+  NameIndexBase() = default;
+  NameIndexBase(const NameIndexBase&) = delete;
+  NameIndexBase& operator=(const NameIndexBase&) = delete;
+  ~NameIndexBase();
+
+  void RemoveAll();
+
+ protected:
+  static constexpr std::uint32_t kNoSlot = UINT32_MAX;
+
+  /// 0 marks a free slot.
+  std::uint32_t Hash(std::string_view name) const {
+    const std::uint32_t hash =
+        HashBytes(name, static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(this) >> 4));
+    return hash != 0 ? hash : 1;
+  }
+  std::uint32_t Home(std::uint32_t hash) const {
+    return hash >> static_cast<std::uint32_t>(__builtin_clz(m_slots - 1));
+  }
+  /// The entries stand behind the hashes: a search reads few hashes and one entry.
+  void** GetEntries() const { return reinterpret_cast<void**>(m_hashes + m_slots); }
+  void Reserve(std::uint32_t more = 1);
+  void Add(std::uint32_t hash, void* entry) noexcept;
+  void RemoveAt(std::uint32_t slot) noexcept;
+
+  std::uint32_t* m_hashes = nullptr;
+  std::uint32_t m_slots = 0;
+  std::uint32_t m_count = 0;
+};
+
+template <class Element>
+class NameIndex : public NameIndexBase {
+ public:
+  Element* Find(std::string_view name) const {
+    const std::uint32_t slot = FindSlot(name, Hash(name));
+    return slot != kNoSlot ? At(slot) : nullptr;
+  }
+  /// Makes room for one more element, so that Set does not fail.
+  using NameIndexBase::Reserve;
+  bool IsEmpty() const { return m_count == 0; }
+  /// Puts `element` in under its name, in the place of an earlier one of that name.
+  void Set(Element* element) noexcept {
+    const std::string_view name = element->GetIndexName();
+    const std::uint32_t hash = Hash(name);
+    const std::uint32_t slot = FindSlot(name, hash);
+    if (slot != kNoSlot)
+      GetEntries()[slot] = element;
+    else
+      Add(hash, element);
+  }
+  /// Removes the entry of `name` and returns what it pointed at, or null.
+  Element* Remove(std::string_view name) noexcept {
+    const std::uint32_t slot = FindSlot(name, Hash(name));
+    if (slot == kNoSlot) return nullptr;
+    Element* const element = At(slot);
+    NameIndexBase::RemoveAt(slot);
+    return element;
+  }
+
+ private:
+  Element* At(std::uint32_t slot) const { return static_cast<Element*>(GetEntries()[slot]); }
+  std::uint32_t FindSlot(std::string_view name, std::uint32_t hash) const {
+    if (m_count == 0) return kNoSlot;
+    for (std::uint32_t slot = Home(hash); m_hashes[slot] != 0; slot = (slot + 1) & (m_slots - 1))
+      if (m_hashes[slot] == hash && At(slot)->GetIndexName() == name) return slot;
+    return kNoSlot;
+  }
+};
+
+}  // namespace impl
 
 class BIX_EXPORT CRgAttribute {
  public:
@@ -70,14 +150,28 @@ class BIX_EXPORT CDefRgValue : public CRgValue {
   void SetType(RvType type) override;
   void SetValue(const char* value) override;
 
+  static void* operator new(std::size_t size);
+  static void* operator new(std::size_t, void* place) noexcept { return place; }
+  static void operator delete(void* room, std::size_t size) noexcept;
+
  private:
+  friend class CDefRgKey;
+  friend class impl::NameIndex<CDefRgValue>;
+
+  CDefRgValue(std::string_view name, std::string_view value);
+
+  /// The name with which this value was made; keys index it under that.
+  std::string_view GetIndexName() const {
+    return m_isRenamed ? std::string_view(m_name).substr(std::strlen(m_name.c_str()) + 1)
+                       : std::string_view(m_name);
+  }
+
   SString m_name;
   SString m_value;
   RvType m_type;
-  // Behind the fields that add-ins know: SetName was called, so a key may index this value under
-  // an earlier name.
-  friend class CDefRgKey;
-  bool m_renamed = false;
+  // Behind the fields that add-ins know: SetName was called. The first name then stands in m_name
+  // behind the present one and its zero byte.
+  bool m_isRenamed = false;
 };
 
 class BIX_EXPORT CRgKey {
@@ -136,10 +230,33 @@ class BIX_EXPORT CDefRgKey : public CRgKey {
   bool RemoveValue(CRgValue* value) override;
   void Empty() override;
 
+  static void* operator new(std::size_t size);
+  static void* operator new(std::size_t, void* place) noexcept { return place; }
+  static void operator delete(void* room, std::size_t size) noexcept;
+
+  // For the library: the operations of this layer by names whose length is known.
+  CRgKey* FindKeyByName(std::string_view name) const;
+  CRgValue* FindValueByName(std::string_view name) const;
+  CRgValue* CreateTextValue(std::string_view name, std::string_view text);
+
  private:
+  friend class impl::NameIndex<CDefRgKey>;
+
+  std::string_view GetIndexName() const { return m_name; }
+  bool MayLeaveUnindexed() const;
+  void IndexValues() const;
+  bool AddPlainValue(CDefRgValue* value);
+
   SString m_name;
+  // Elements of derived classes and renamed values, whose names may change or differ.
   MMap<SString, CRgKey*> m_keyIndex;
   MMap<SString, CRgValue*> m_valueIndex;
+  // Behind the fields that add-ins know: the elements of this layer, which are nearly all. A name
+  // is in one of its two indexes at most.
+  impl::NameIndex<CDefRgKey> m_plainKeys;
+  mutable impl::NameIndex<CDefRgValue> m_plainValues;
+  // All values are plain and wait for the first search to be indexed.
+  mutable std::atomic<bool> m_areValuesUnindexed{false};
 };
 
 /// Why a settings file could not be read, and where reading stopped.

@@ -3,7 +3,9 @@
 
 /// The reader of the settings text format.
 
+#include <cstddef>
 #include <cstdio>
+#include <string_view>
 
 #include "bix/export.h"
 #include "bix/registry.h"
@@ -35,8 +37,14 @@ class BIX_EXPORT CRgLoader {
   void NextToken();
   void NextKey();
   void NextAttribute();
+  int Look();
+  void KeepTexts();
   int SkipBlanks();
+  void StartText();
+  void EndText();
   void ReadQuotedText();
+  bool ReadQuotedTextInPlace();
+  void ReadQuotedRest();
   void ReadNumber();
   void ReadWord();
   template <class IsEnd>
@@ -49,7 +57,11 @@ class BIX_EXPORT CRgLoader {
   void HandOverKeyAttributes();
   void ReadValues();
   void ReadValueAttributes();
-  void HandOverValue(CRgValue* value);
+  bool ReadPlainValue();
+  void TakeValueName();
+  void MakeValue(std::string_view text);
+  void AddAttribute(const char* name);
+  void HandOverAttributes(CRgValue* value);
   void DeleteAttributes();
   void NoteDeviation(const char* expected);
 
@@ -62,8 +74,17 @@ class BIX_EXPORT CRgLoader {
   impl::SettingsInput* m_input = nullptr;
   CRgKey* m_key = nullptr;
   CRgKey* m_lastKey = nullptr;
+  CDefRgKey* m_plainKey = nullptr;  // m_key, when it is one of the default layer itself
   SString m_component;
-  SString m_valueName;
+  // The text of the last token that carries text: in m_text, or ended in place in the block that is
+  // being read. The same for the name of the value that is being read.
+  const char* m_token = "";
+  std::size_t m_tokenSize = 0;
+  bool m_isTokenInBlock = false;
+  const char* m_valueName = "";
+  std::size_t m_valueNameSize = 0;
+  bool m_isValueNameInBlock = false;
+  SString m_valueNameText;
   MList<CRgAttribute*> m_attributes;
   const char* m_expected = "";
   CRgLoadError m_deviation;

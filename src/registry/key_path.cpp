@@ -5,25 +5,26 @@
 
 namespace bix::impl {
 
-const char* KeyPath::Next() {
-  const char* separator = std::strchr(m_rest, '/');
-  if (separator == nullptr) {
-    const char* last = m_rest;
-    m_rest = nullptr;
-    return last;
-  }
-  // COMPAT(key-path-component-bound): a component before the last that does not fit the buffer of
-  // 256 bytes is looked up as the empty name; only the last one has no bound. Hosts that build
-  // paths from user texts rely on never reaching a key under a shortened name.
+std::string_view KeyPath::Next() {
+  const char* const begin = m_rest;
+  const char* const end = strchrnul(begin, '/');
+  const std::size_t length = static_cast<std::size_t>(end - begin);
+  m_rest = *end != 0 ? end + 1 : nullptr;
+  // COMPAT(key-path-component-bound): a component before the last that does not fit a buffer of 256
+  // bytes is looked up as the empty name; only the last one has no bound. Hosts that build paths
+  // from user texts rely on never reaching a key under a shortened name.
   // Test: RegistryPathCompat.LongComponentBeforeTheLastIsTheEmptyName
-  std::size_t length = static_cast<std::size_t>(separator - m_rest);
-  if (length >= kComponentSize) {
+  if (length >= kComponentSize && m_rest != nullptr) {
     errno = EINVAL;
-    length = 0;
+    return "";
   }
-  std::memcpy(m_component, m_rest, length);
-  m_component[length] = 0;
-  m_rest = separator + 1;
+  return {begin, length};
+}
+
+const char* KeyPath::GetText(std::string_view component) {
+  if (component.data()[component.size()] == 0) return component.data();
+  std::memcpy(m_component, component.data(), component.size());
+  m_component[component.size()] = 0;
   return m_component;
 }
 

@@ -4,9 +4,11 @@
 /// The components of a key path such as "General/Editor", one after the other.
 ///
 ///   impl::KeyPath components(path);
-///   do key = key->FindKey(components.Next()); while (key != nullptr && !components.IsDone());
+///   while (key != nullptr && !components.IsDone())
+///     key = key->FindKey(components.GetText(components.Next()));
 
 #include <cstddef>
+#include <string_view>
 
 namespace bix::impl {
 
@@ -18,9 +20,12 @@ class KeyPath {
   /// True after the last component has been taken. Every path has at least one component.
   bool IsDone() const { return m_rest == nullptr; }
 
-  /// The next component; valid until the next call.
+  /// The next component; valid as long as the path.
   /// Errors: a component before the last of 256 bytes or more gives "" and sets `errno` to EINVAL.
-  const char* Next();
+  std::string_view Next();
+
+  /// `component`, which Next has just returned, as a text with an end; valid until the next call.
+  const char* GetText(std::string_view component);
 
  private:
   static constexpr std::size_t kComponentSize = 256;

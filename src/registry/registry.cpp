@@ -2,6 +2,10 @@
 
 #include <cstring>
 #include <memory>
+#include <mutex>
+#include <typeinfo>
+
+#include "registry/load_memory.h"
 
 namespace bix {
 
@@ -19,6 +23,9 @@ constexpr int kMaxNestedEmpty = 64;
 // that are nested too deeply, chained through their parent links. Both are zero between calls.
 constinit thread_local int s_emptyNesting = 0;
 constinit thread_local CRgKey* s_keysSetAside = nullptr;
+
+// Static storage: held while the values of a key are indexed for the first search.
+constinit std::mutex s_indexing;
 
 template <class T>
 void DeleteElements(MList<T*>& list) {
@@ -48,21 +55,27 @@ T* FindByName(const MList<T*>& list, const char* name) {
   return nullptr;
 }
 
-/// Takes `element` out of a name index under its own name, whatever that entry points at.
+/// Takes every entry out of `index` that points at `element`, whatever its name.
 template <class T>
-void RemoveIndexEntry(MMap<SString, T*>& index, T* element, bool mayHaveBeenRenamed) {
-  const char* name = element->GetName();
+void RemovePointer(MMap<SString, T*>& index, const T* element) {
+  SVector<SString> names;
+  for (void* position = index.GetStartPosition(); position != nullptr;) {
+    SString name;
+    T* indexed;
+    index.GetNextAssoc(position, name, indexed);
+    if (indexed == element) names.push_back(name);
+  }
+  for (const SString& name : names) index.RemoveKey(name);
+}
+
+/// Removes the entry of `name`, which stands in one of two indexes at most, and returns what it
+/// pointed at, or null.
+template <class T, class Plain>
+T* RemoveName(MMap<SString, T*>& index, impl::NameIndex<Plain>& plainIndex, const char* name) {
+  if (Plain* plain = plainIndex.Remove(name)) return plain;
   T* indexed = nullptr;
   if (index.Lookup(name, indexed)) index.RemoveKey(name);
-  if (indexed == element || !mayHaveBeenRenamed) return;
-  // An entry under an earlier name would point at an object that the caller may delete next.
-  SVector<SString> staleNames;
-  for (void* position = index.GetStartPosition(); position != nullptr;) {
-    SString indexName;
-    index.GetNextAssoc(position, indexName, indexed);
-    if (indexed == element) staleNames.push_back(indexName);
-  }
-  for (const SString& staleName : staleNames) index.RemoveKey(staleName);
+  return indexed;
 }
 
 }  // namespace
@@ -90,6 +103,9 @@ void CRgValue::SetAttributeValue(const char* name, const char* value) {
 CDefRgValue::CDefRgValue(const char* name, RvType type, const char* value)
     : m_name(name), m_value(value), m_type(type) {}
 
+CDefRgValue::CDefRgValue(std::string_view name, std::string_view value)
+    : m_name(std::string(name)), m_value(std::string(value)), m_type(0) {}
+
 CDefRgValue::~CDefRgValue() = default;
 
 const char* CDefRgValue::GetName() const { return m_name.c_str(); }
@@ -102,8 +118,11 @@ void CDefRgValue::SetName(const char* name) {
   // COMPAT(value-rename-keeps-index): the key that lists this value is not told, so it is still
   // found under its first name and not under the new one. Hosts rename values they walk.
   // Test: RegistryIndexCompat.RenamedValueIsFoundUnderItsFirstName
-  m_name = name;
-  m_renamed = true;
+  SString names(name);
+  names.push_back(0);
+  names.append(GetIndexName());
+  m_name.swap(names);
+  m_isRenamed = true;
 }
 
 void CDefRgValue::SetType(RvType type) { m_type = type; }
@@ -206,21 +225,35 @@ CRgKey* CDefRgKey::CreateKey(const char* name, MList<CRgAttribute*>*) {
   return key.release();  // owned by this key
 }
 
-CRgKey* CDefRgKey::FindKey(const char* name) const {
+CRgKey* CDefRgKey::FindKey(const char* name) const { return FindKeyByName(TextOf(name)); }
+
+CRgKey* CDefRgKey::FindKeyByName(std::string_view name) const {
+  if (CDefRgKey* plain = m_plainKeys.Find(name)) return plain;
   CRgKey* key = nullptr;
-  return m_keyIndex.Lookup(TextOf(name), key) ? key : nullptr;
+  return !m_keyIndex.IsEmpty() && m_keyIndex.Lookup(name, key) ? key : nullptr;
 }
 
 bool CDefRgKey::AddKey(CRgKey* key) {
-  // The entry first, so that memory exhaustion leaves nothing half added.
-  CRgKey*& entry = m_keyIndex[key->GetName()];
+  // Room in the index first, so that memory exhaustion leaves nothing half added.
+  if (typeid(*key) == typeid(CDefRgKey)) {
+    auto* plain = static_cast<CDefRgKey*>(key);
+    m_plainKeys.Reserve();
+    const bool added = CRgKey::AddKey(key);
+    m_plainKeys.Set(plain);
+    if (!m_keyIndex.IsEmpty()) m_keyIndex.RemoveKey(plain->GetIndexName());
+    return added;
+  }
+  const char* name = key->GetName();
+  CRgKey*& entry = m_keyIndex[name];
   const bool added = CRgKey::AddKey(key);
   entry = key;
+  m_plainKeys.Remove(name);
   return added;
 }
 
 bool CDefRgKey::RemoveKey(CRgKey* key) {
-  RemoveIndexEntry(m_keyIndex, key, dynamic_cast<CDefRgKey*>(key) == nullptr);
+  if (RemoveName(m_keyIndex, m_plainKeys, key->GetName()) != key && !m_keyIndex.IsEmpty())
+    RemovePointer(m_keyIndex, key);
   return CRgKey::RemoveKey(key);
 }
 
@@ -234,15 +267,45 @@ CRgValue* CDefRgKey::CreateValue(const char* name, CRgValue::RvType type, const 
   return made.release();  // owned by this key
 }
 
-CRgValue* CDefRgKey::FindValue(const char* name) const {
+CRgValue* CDefRgKey::CreateTextValue(std::string_view name, std::string_view text) {
+  std::unique_ptr<CDefRgValue> made(new CDefRgValue(name, text));
+  AddPlainValue(made.get());
+  return made.release();  // owned by this key
+}
+
+CRgValue* CDefRgKey::FindValue(const char* name) const { return FindValueByName(TextOf(name)); }
+
+CRgValue* CDefRgKey::FindValueByName(std::string_view name) const {
+  if (m_areValuesUnindexed.load(std::memory_order_acquire)) IndexValues();
+  if (CDefRgValue* plain = m_plainValues.Find(name)) return plain;
   CRgValue* value = nullptr;
-  return m_valueIndex.Lookup(TextOf(name), value) ? value : nullptr;
+  return !m_valueIndex.IsEmpty() && m_valueIndex.Lookup(name, value) ? value : nullptr;
+}
+
+/// Adds a value that is exactly a CDefRgValue and was not renamed.
+bool CDefRgKey::AddPlainValue(CDefRgValue* value) {
+  if (MayLeaveUnindexed()) {
+    CRgKey::AddValue(value);
+    m_areValuesUnindexed.store(true, std::memory_order_relaxed);
+    return true;
+  }
+  m_plainValues.Reserve();
+  const bool added = CRgKey::AddValue(value);
+  m_plainValues.Set(value);
+  if (!m_valueIndex.IsEmpty()) m_valueIndex.RemoveKey(value->GetIndexName());
+  return added;
 }
 
 bool CDefRgKey::AddValue(CRgValue* value) {
-  CRgValue*& entry = m_valueIndex[value->GetName()];
+  if (typeid(*value) == typeid(CDefRgValue))
+    if (auto* plain = static_cast<CDefRgValue*>(value); !plain->m_isRenamed)
+      return AddPlainValue(plain);
+  if (m_areValuesUnindexed.load(std::memory_order_relaxed)) IndexValues();
+  const char* name = value->GetName();
+  CRgValue*& entry = m_valueIndex[name];
   const bool added = CRgKey::AddValue(value);
   entry = value;
+  m_plainValues.Remove(name);
   return added;
 }
 
@@ -250,15 +313,64 @@ bool CDefRgKey::RemoveValue(CRgValue* value) {
   // COMPAT(remove-clears-name): the entry of the name goes even when it points at another element
   // of that name, which then is listed but no longer found.
   // Test: RegistryIndexCompat.RemovingEitherDuplicateUnindexesTheName
-  const auto* known = dynamic_cast<CDefRgValue*>(value);
-  RemoveIndexEntry(m_valueIndex, value, known == nullptr || known->m_renamed);
+  if (m_areValuesUnindexed.load(std::memory_order_relaxed)) IndexValues();
+  const bool hasFoundIt = RemoveName(m_valueIndex, m_plainValues, value->GetName()) == value;
+  if (!hasFoundIt) {
+    // An entry under an earlier name would point at an object that the caller may delete next.
+    if (const auto* plain = dynamic_cast<CDefRgValue*>(value);
+        plain != nullptr && plain->m_isRenamed)
+      if (m_plainValues.Find(plain->GetIndexName()) == plain)
+        m_plainValues.Remove(plain->GetIndexName());
+    if (!m_valueIndex.IsEmpty()) RemovePointer(m_valueIndex, value);
+  }
   return CRgKey::RemoveValue(value);
 }
 
+/// Whether a plain value that is about to be added can wait for the first search: then the list
+/// tells all that the index would tell.
+bool CDefRgKey::MayLeaveUnindexed() const {
+  return m_areValuesUnindexed.load(std::memory_order_relaxed) ||
+         (m_values.IsEmpty() && m_plainValues.IsEmpty() && m_valueIndex.IsEmpty());
+}
+
+/// Indexes all values at once. Several threads may be the first to search a tree that none changes.
+void CDefRgKey::IndexValues() const {
+  const std::lock_guard<std::mutex> lock(s_indexing);
+  if (!m_areValuesUnindexed.load(std::memory_order_relaxed)) return;
+  m_plainValues.Reserve(static_cast<std::uint32_t>(m_values.GetCount()));
+  for (void* position = m_values.GetHeadPosition(); position != nullptr;) {
+    CRgValue* const value = m_values.GetNext(position);
+    if (typeid(*value) == typeid(CDefRgValue)) m_plainValues.Set(static_cast<CDefRgValue*>(value));
+  }
+  m_areValuesUnindexed.store(false, std::memory_order_release);
+}
+
 void CDefRgKey::Empty() {
+  m_areValuesUnindexed.store(false, std::memory_order_relaxed);
+  m_plainKeys.RemoveAll();
+  m_plainValues.RemoveAll();
   m_keyIndex.RemoveAll();
   m_valueIndex.RemoveAll();
   CRgKey::Empty();
+}
+
+// Objects of the layer itself share blocks while a file is loaded. Derived classes, which are
+// larger or ask for more alignment, come from the ordinary heap.
+
+void* CDefRgValue::operator new(std::size_t size) {
+  return size == sizeof(CDefRgValue) ? impl::LoadMemory::Allocate(size) : ::operator new(size);
+}
+
+void CDefRgValue::operator delete(void* room, std::size_t size) noexcept {
+  return size == sizeof(CDefRgValue) ? impl::LoadMemory::Release(room) : ::operator delete(room);
+}
+
+void* CDefRgKey::operator new(std::size_t size) {
+  return size == sizeof(CDefRgKey) ? impl::LoadMemory::Allocate(size) : ::operator new(size);
+}
+
+void CDefRgKey::operator delete(void* room, std::size_t size) noexcept {
+  return size == sizeof(CDefRgKey) ? impl::LoadMemory::Release(room) : ::operator delete(room);
 }
 
 }  // namespace bix

@@ -6,24 +6,41 @@
 #include "bix/settingsfile.h"
 #include "registry/key_path.h"
 #include "support/durable_file.h"
+#include "registry/plain_layer.h"
 
 namespace bix {
 
 namespace {
 
-/// The key at `path` below `key`, or null.
+/// FindKey of `key` for the next component. Keys of the default layer itself are asked directly.
+CRgKey* FindNext(const CRgKey* key, impl::KeyPath& components) {
+  const std::string_view name = components.Next();
+  if (const CDefRgKey* plain = impl::AsPlainKey(key)) return plain->FindKeyByName(name);
+  return key->FindKey(components.GetText(name));
+}
+
+/// The key at `path` below `root`, or null.
 CRgKey* WalkToKey(const CRgKey* root, const char* path) {
   impl::KeyPath components(path);
-  CRgKey* key = root->FindKey(components.Next());
-  while (key != nullptr && !components.IsDone()) key = key->FindKey(components.Next());
+  CRgKey* key = FindNext(root, components);
+  while (key != nullptr && !components.IsDone()) key = FindNext(key, components);
   return key;
+}
+
+/// FindValue of the key at `path`, or null.
+CRgValue* WalkToValue(const CRgKey* root, const char* path, const char* name) {
+  const CRgKey* key = WalkToKey(root, path);
+  if (key == nullptr) return nullptr;
+  if (const CDefRgKey* plain = impl::AsPlainKey(key))
+    return plain->FindValueByName(name != nullptr ? name : "");
+  return key->FindValue(name);
 }
 
 /// The key at `path` below `key`, made where it is missing; null when the key layer refuses one.
 CRgKey* MakeWayToKey(CRgKey* key, const char* path) {
   impl::KeyPath components(path);
   while (key != nullptr && !components.IsDone()) {
-    const char* name = components.Next();
+    const char* name = components.GetText(components.Next());
     CRgKey* found = key->FindKey(name);
     key = found != nullptr ? found : key->CreateKey(name, nullptr);
   }
@@ -51,7 +68,7 @@ CRgKey* CRgFile::CreateKey(const char* path, const char* attributeName,
   impl::KeyPath components(path);
   CRgKey* key = m_root;
   for (;;) {
-    const char* name = components.Next();
+    const char* name = components.GetText(components.Next());
     if (components.IsDone()) {
       key = key->CreateKey(name, list);
       break;
@@ -85,8 +102,7 @@ void CRgFile::DestroyKey(CRgKey* key) {
 }
 
 const char* CRgFile::GetValue(const char* path, const char* valueName) const {
-  const CRgKey* key = WalkToKey(m_root, path);
-  const CRgValue* value = key != nullptr ? key->FindValue(valueName) : nullptr;
+  const CRgValue* value = WalkToValue(m_root, path, valueName);
   return value != nullptr ? value->GetValue() : nullptr;
 }
 
@@ -102,8 +118,7 @@ bool CRgFile::SetValue(const char* path, const char* valueName, const char* valu
 
 const char* CRgFile::GetAttributeValue(const char* path, const char* valueName,
                                        const char* attributeName) const {
-  const CRgKey* key = WalkToKey(m_root, path);
-  const CRgValue* value = key != nullptr ? key->FindValue(valueName) : nullptr;
+  const CRgValue* value = WalkToValue(m_root, path, valueName);
   return value != nullptr ? value->GetAttributeValue(attributeName) : nullptr;
 }
 

@@ -1,6 +1,8 @@
 #include "registry/settings_input.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include <sys/stat.h>
@@ -12,35 +14,35 @@ namespace {
 
 constexpr std::size_t kBlockSize = 64 * 1024;
 
-bool IsRegularFile(int fd) {
-  struct stat status;
-  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-}
-
 }  // namespace
 
-SettingsInput::SettingsInput(int fd)
-    : m_fd(fd),
-      m_isRegular(IsRegularFile(fd)),
-      m_block(std::make_unique_for_overwrite<char[]>(kBlockSize)),
-      m_cursor(m_block.get()),
-      m_end(m_cursor),
-      m_token(m_cursor),
-      m_counted(m_cursor) {}
+SettingsInput::SettingsInput(int fd) : m_fd(fd) {
+  struct stat status;
+  m_isRegular = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+  if (m_isRegular) {
+    m_fileSize = static_cast<std::size_t>(std::clamp<off_t>(status.st_size, 0, PTRDIFF_MAX));
+    m_blockSize = std::min(m_fileSize + 1, kBlockSize);
+  }
+  m_block = std::make_unique_for_overwrite<char[]>(m_blockSize);
+  m_cursor = m_end = m_block.get();
+  m_token = m_counted = m_cursor;
+}
 
 bool SettingsInput::Fill() {
   if (m_hasEnded) return false;
   (void)GetTokenPlace();
   (void)ResolvePlace(m_end);
   char* block = m_block.get();
+  m_sizeBefore += static_cast<std::size_t>(m_end - block);
   // A pipe or terminal is read byte by byte: what follows the settings stays there for its reader.
-  const std::size_t length = Read(block, m_isRegular ? kBlockSize : 1);
+  const std::size_t length = Read(block, m_blockSize);
   // COMPAT(reader-nul-ends-file): the first NUL byte is the end of the file, and reading to it is a
   // success; what follows is never looked at. Test: SettingsReaderCompat.NulByteEndsTheFile
-  const void* nul = std::memchr(block, 0, length);
+  char* const nul = static_cast<char*>(std::memchr(block, 0, length));
   m_hasEnded = length == 0 || nul != nullptr;
-  m_cursor = m_counted = m_token = block;
-  m_end = nul != nullptr ? static_cast<const char*>(nul) : block + length;
+  m_cursor = block;
+  m_token = m_counted = block;
+  m_end = nul != nullptr ? nul : block + length;
   return m_cursor != m_end;
 }
 

@@ -16,16 +16,29 @@ class SettingsInput {
   SettingsInput(const SettingsInput&) = delete;
   SettingsInput& operator=(const SettingsInput&) = delete;
 
-  /// The next byte, or 0 at the end of the file or at its first NUL byte, which both last.
-  int Look() { return m_cursor != m_end || Fill() ? static_cast<unsigned char>(*m_cursor) : 0; }
+  /// The size of the file, or 0 when it is not a regular file.
+  std::size_t GetFileSize() const { return m_fileSize; }
 
-  /// Takes the byte that Look has shown; not at the end.
+  /// How much of it has been taken.
+  std::size_t GetTakenSize() const {
+    return m_sizeBefore + static_cast<std::size_t>(m_cursor - m_block.get());
+  }
+
+  /// Whether the present block has a byte left.
+  bool HasByte() const { return m_cursor != m_end; }
+  /// Replaces a block that has been read by the next one; false at the end of the file or at its
+  /// first NUL byte, which both last.
+  bool Fill();
+  /// The byte at the cursor, while there is one.
+  int GetByte() const { return static_cast<unsigned char>(*m_cursor); }
+
+  /// Takes the byte at the cursor.
   void Take() { ++m_cursor; }
 
-  /// What is left of the present block, after Look has shown that there is something.
-  const char* GetCursor() const { return m_cursor; }
-  const char* GetEnd() const { return m_end; }
-  void TakeTo(const char* place) { m_cursor = place; }
+  /// What is left of the present block. What has been taken from it may be overwritten.
+  char* GetCursor() const { return m_cursor; }
+  char* GetEnd() const { return m_end; }
+  void TakeTo(char* place) { m_cursor = place; }
 
   /// 0, or the error number with which reading failed; the file then reads as ended.
   int GetErrorNumber() const { return m_errorNumber; }
@@ -44,22 +57,24 @@ class SettingsInput {
   Place GetTokenPlace();
 
  private:
-  bool Fill();
   std::size_t Read(char* block, std::size_t size);
   Place ResolvePlace(const char* place);
 
   int m_fd;
-  bool m_isRegular;
+  bool m_isRegular = false;
+  std::size_t m_fileSize = 0;
+  std::size_t m_blockSize = 1;
+  std::size_t m_sizeBefore = 0;  // the present block
   bool m_hasEnded = false;
   int m_errorNumber = 0;
   std::unique_ptr<char[]> m_block;
-  const char* m_cursor;
-  const char* m_end;
-  const char* m_token;
+  char* m_cursor = nullptr;
+  char* m_end = nullptr;
+  const char* m_token = nullptr;
   bool m_tokenIsResolved = false;
   Place m_tokenPlace{1, 1};
   // Lines are counted up to m_counted, a place in the present block; only forward.
-  const char* m_counted;
+  const char* m_counted = nullptr;
   Place m_countedPlace{1, 1};
 };
 

@@ -18,10 +18,16 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <strings.h>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
+#include "registry/load_memory.h"
+#include "registry/plain_layer.h"
 #include "registry/settings_input.h"
 
 namespace bix {
@@ -65,7 +71,29 @@ constexpr char kExpectedAfterValue[] =
 constexpr char kExpectedAfterValueAttributes[] =
     "a quoted value name, \"[\" or the end of the file after the value attributes";
 
+/// isspace for any byte; those above 127 depend on the locale.
+bool IsBlank(int character) {
+  if (character < 0x80) return character == ' ' || (character >= '\t' && character <= '\r');
+  return std::isspace(character) != 0;
+}
+
+/// The first quote in a text, or null. Names and values are short, so the first bytes are looked at
+/// here.
+char* FindQuote(char* begin, char* end) {
+#ifdef __SSE2__
+  const __m128i quotes = _mm_set1_epi8('"');
+  for (int i = 0; i < 2 && end - begin >= 16; ++i, begin += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
+    const int found = _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, quotes));
+    if (found != 0) return begin + __builtin_ctz(static_cast<unsigned>(found));
+  }
+#endif
+  return static_cast<char*>(std::memchr(begin, '"', static_cast<std::size_t>(end - begin)));
+}
+
 bool CarriesText(int kind) { return kind >= kRawName && kind <= kFalse; }
+
+bool IsDigit(int character) { return character >= '0' && character <= '9'; }
 
 bool IsWordCharacter(int character) { return std::isalnum(character) != 0 || character == '_'; }
 
@@ -78,7 +106,12 @@ int ClampToInt(std::int64_t number) {
 /// What one Load holds: the stream and its input. Given back on every way out.
 class CRgLoader::Reading {
  public:
-  Reading(CRgLoader& loader, std::FILE* stream) : m_loader(loader) { m_loader.m_stream = stream; }
+  Reading(CRgLoader& loader, std::FILE* stream) : m_loader(loader) {
+    m_loader.m_stream = stream;
+    m_loader.m_token = m_loader.m_valueName = "";
+    m_loader.m_tokenSize = m_loader.m_valueNameSize = 0;
+    m_loader.m_isTokenInBlock = m_loader.m_isValueNameInBlock = false;
+  }
   Reading(const Reading&) = delete;
   Reading& operator=(const Reading&) = delete;
   ~Reading() {
@@ -92,11 +125,13 @@ class CRgLoader::Reading {
   void Start() {
     m_input = std::make_unique<impl::SettingsInput>(fileno(m_loader.m_stream));
     m_loader.m_input = m_input.get();
+    m_memory.emplace(*m_input);
   }
 
  private:
   CRgLoader& m_loader;
   std::unique_ptr<impl::SettingsInput> m_input;
+  std::optional<impl::LoadMemory> m_memory;
 };
 
 CRgLoader::CRgLoader(CRgKey& root) : m_root(root) {}
@@ -133,8 +168,29 @@ int CRgLoader::Load(const char* fileName) {
 
 // Scanners.
 
+/// The next character, or 0 at the end of the file.
+int CRgLoader::Look() {
+  if (!m_input->HasByte()) {
+    KeepTexts();
+    if (!m_input->Fill()) return 0;
+  }
+  return m_input->GetByte();
+}
+
+/// Copies the texts that are still in the block, before the next block takes its place.
+void CRgLoader::KeepTexts() {
+  if (m_isTokenInBlock) m_token = (m_text = m_token).c_str();
+  if (m_isValueNameInBlock) m_valueName = (m_valueNameText = m_valueName).c_str();
+  m_isTokenInBlock = m_isValueNameInBlock = false;
+}
+
 int CRgLoader::SkipBlanks() {
-  while (std::isspace(m_current = m_input->Look()) != 0) m_input->Take();
+  do {
+    char* place = m_input->GetCursor();
+    while (place != m_input->GetEnd() && IsBlank(static_cast<unsigned char>(*place))) ++place;
+    m_input->TakeTo(place);
+    m_current = Look();
+  } while (IsBlank(m_current));
   m_input->BeginToken();
   return m_current;
 }
@@ -168,7 +224,7 @@ void CRgLoader::NextToken() {
     case '"':
       return ReadQuotedText();
     default:
-      if (std::isdigit(character) != 0) return ReadNumber();
+      if (IsDigit(character)) return ReadNumber();
       if (std::isalpha(character) != 0) return ReadWord();
       // COMPAT(reader-stale-text): a token without text leaves the text of the last one standing,
       // so a value that is no value is stored under the text of its own name before reading fails.
@@ -179,22 +235,50 @@ void CRgLoader::NextToken() {
   m_input->Take();
 }
 
+/// Starts a token text in m_text.
+void CRgLoader::StartText() {
+  m_isTokenInBlock = false;
+  m_token = "";
+  m_tokenSize = 0;
+  m_text.clear();
+}
+
+void CRgLoader::EndText() {
+  m_token = m_text.c_str();
+  m_tokenSize = m_text.size();
+}
+
+/// Reads a quoted text that ends in the present block, without a copy.
+bool CRgLoader::ReadQuotedTextInPlace() {
+  char* const begin = m_input->GetCursor();
+  char* const quote = FindQuote(begin, m_input->GetEnd());
+  if (quote == nullptr) return false;
+  *quote = 0;
+  m_token = begin;
+  m_tokenSize = static_cast<std::size_t>(quote - begin);
+  m_isTokenInBlock = true;
+  m_input->TakeTo(quote + 1);
+  return true;
+}
+
 void CRgLoader::ReadQuotedText() {
   m_kind = kQuoted;
-  m_text.clear();
   m_input->Take();
-  while (m_input->Look() != 0) {
-    const char* begin = m_input->GetCursor();
-    const std::size_t size = static_cast<std::size_t>(m_input->GetEnd() - begin);
-    const char* quote = static_cast<const char*>(std::memchr(begin, '"', size));
-    if (quote != nullptr) {
-      m_text.append(begin, quote);
-      m_input->TakeTo(quote + 1);
-      return;
-    }
-    m_text.append(begin, size);
-    m_input->TakeTo(begin + size);
+  if (!ReadQuotedTextInPlace()) ReadQuotedRest();
+}
+
+/// Reads a quoted text that goes on in the next block, or ends with the file.
+void CRgLoader::ReadQuotedRest() {
+  StartText();
+  while (Look() != 0) {
+    char* const begin = m_input->GetCursor();
+    char* const end = m_input->GetEnd();
+    char* const quote = FindQuote(begin, end);
+    m_text.append(begin, quote != nullptr ? quote : end);
+    m_input->TakeTo(quote != nullptr ? quote + 1 : end);
+    if (quote != nullptr) break;
   }
+  EndText();
 }
 
 void CRgLoader::ReadNumber() {
@@ -202,30 +286,34 @@ void CRgLoader::ReadNumber() {
   // 4294967295 reads as "-1" and "007" as "7". Test: SettingsReaderCompat.NumbersAre32BitAndSigned
   m_kind = kNumber;
   std::uint32_t number = 0;
-  for (int digit; std::isdigit(digit = m_input->Look()) != 0; m_input->Take())
+  for (int digit; IsDigit(digit = Look()); m_input->Take())
     number = number * 10 + static_cast<std::uint32_t>(digit - '0');
+  StartText();
   m_text.assign(std::to_string(static_cast<std::int32_t>(number)));
+  EndText();
 }
 
 void CRgLoader::ReadWord() {
-  m_text.clear();
-  for (int character; IsWordCharacter(character = m_input->Look()); m_input->Take())
+  StartText();
+  for (int character; IsWordCharacter(character = Look()); m_input->Take())
     m_text.push_back(static_cast<char>(character));
-  m_kind = strcasecmp(m_text.c_str(), "true") == 0    ? kTrue
-           : strcasecmp(m_text.c_str(), "false") == 0 ? kFalse
-                                                      : kWord;
+  EndText();
+  m_kind = strcasecmp(m_token, "true") == 0    ? kTrue
+           : strcasecmp(m_token, "false") == 0 ? kFalse
+                                               : kWord;
 }
 
 template <class IsEnd>
 void CRgLoader::ReadRawText(IsEnd isEnd) {
   m_kind = kRawName;
-  m_text.clear();
-  for (int character; (character = m_input->Look()) != 0 && !isEnd(character);) {
-    const char* begin = m_input->GetCursor();
-    const char* end = std::find_if(begin, m_input->GetEnd(), isEnd);
+  StartText();
+  for (int character; (character = Look()) != 0 && !isEnd(character);) {
+    char* const begin = m_input->GetCursor();
+    char* const end = std::find_if(begin, m_input->GetEnd(), isEnd);
     m_text.append(begin, end);
     m_input->TakeTo(end);
   }
+  EndText();
 }
 
 void CRgLoader::NextKey() {
@@ -315,9 +403,11 @@ bool CRgLoader::ReadHeader() {
     NextKey();
     if (m_kind != kRawName) break;
     if (m_key != nullptr) {
-      m_component = m_text;
-      m_key = m_key->CreateKey(m_component.c_str(), nullptr);
-      if (m_key != nullptr) m_lastKey = m_key;
+      m_key = m_key->CreateKey(m_token, nullptr);
+      if (m_key != nullptr)
+        m_lastKey = m_key;
+      else
+        m_component = m_token;
     }
     NextToken();
   } while (m_kind == kSlash);
@@ -327,15 +417,20 @@ bool CRgLoader::ReadHeader() {
 void CRgLoader::ReadKeyAttributes() {
   do {
     NextAttribute();
-    SString name = m_text;
+    const SString name = m_token;
     NextToken();
     if (m_kind != kEquals) return NoteDeviation(kExpectedAttributeEquals);
     NextAttribute();
-    auto attribute = std::make_unique<CRgAttribute>(name.c_str(), m_text.c_str());
-    m_attributes.AddTail(attribute.get());
-    (void)attribute.release();  // deleted by DeleteAttributes unless handed over
+    AddAttribute(name.c_str());
     NextToken();
   } while (m_kind != kClose);
+}
+
+/// Adds an attribute whose value is the last text.
+void CRgLoader::AddAttribute(const char* name) {
+  auto attribute = std::make_unique<CRgAttribute>(name, m_token);
+  m_attributes.AddTail(attribute.get());
+  (void)attribute.release();  // deleted by DeleteAttributes unless handed over
 }
 
 void CRgLoader::HandOverKeyAttributes() {
@@ -353,52 +448,82 @@ void CRgLoader::HandOverKeyAttributes() {
 }
 
 void CRgLoader::ReadValues() {
+  m_plainKey = m_key != nullptr ? impl::AsPlainKey(m_key) : nullptr;
   while (m_kind == kQuoted) {
-    m_deviation = CRgLoadError();
-    m_valueName = m_text;
-    NextToken();
-    if (m_kind != kEquals) return NoteDeviation(kExpectedValueEquals);
-    NextToken();
-    if (!CarriesText(m_kind)) NoteDeviation(kExpectedValue);
-    SString value = m_text;
+    m_deviation.line = 0;
+    TakeValueName();
+    if (!ReadPlainValue()) {
+      NextToken();
+      if (m_kind != kEquals) return NoteDeviation(kExpectedValueEquals);
+      NextToken();
+      if (!CarriesText(m_kind)) NoteDeviation(kExpectedValue);
+    }
     m_expected = kExpectedAfterValue;
-    NextToken();
-    if (m_kind == kOpen) {
+    if (SkipBlanks() == '(') {
+      // The attributes overwrite the text of the value.
+      const SString value = m_token;
+      NextToken();
       ReadValueAttributes();
       m_expected = kExpectedAfterValueAttributes;
       NextToken();
+      MakeValue(value);
+    } else {
+      MakeValue({m_token, m_tokenSize});
+      NextToken();
     }
-    if (m_key != nullptr)
-      HandOverValue(m_key->CreateValue(m_valueName.c_str(), 0, value.c_str(), &m_attributes));
-    else
-      DeleteAttributes();
   }
-  if (m_kind == kOpenSection) m_deviation = CRgLoadError();
+  if (m_kind == kOpenSection) m_deviation.line = 0;
+}
+
+/// Reads `="text"` as the writer writes it, when it is all in the present block; the short way for
+/// what nearly every value looks like.
+bool CRgLoader::ReadPlainValue() {
+  const char* const cursor = m_input->GetCursor();
+  if (m_input->GetEnd() - cursor < 2 || cursor[0] != '=' || cursor[1] != '"') return false;
+  m_input->Take();
+  m_input->BeginToken();
+  m_input->Take();
+  if (!ReadQuotedTextInPlace()) ReadQuotedRest();
+  m_kind = kQuoted;
+  return true;
+}
+
+/// Keeps the last text, the name of a value, while the value is read.
+void CRgLoader::TakeValueName() {
+  m_isValueNameInBlock = m_isTokenInBlock;
+  m_valueName = m_isTokenInBlock ? m_token : (m_valueNameText = m_token).c_str();
+  m_valueNameSize = m_tokenSize;
+}
+
+/// Makes a value of the name kept; `text` is ended by a zero byte.
+void CRgLoader::MakeValue(std::string_view text) {
+  if (m_key == nullptr) return DeleteAttributes();
+  CRgValue* const value = m_plainKey != nullptr
+                              ? m_plainKey->CreateTextValue({m_valueName, m_valueNameSize}, text)
+                              : m_key->CreateValue(m_valueName, 0, text.data(), &m_attributes);
+  if (!m_attributes.IsEmpty()) HandOverAttributes(value);
 }
 
 void CRgLoader::ReadValueAttributes() {
   do {
     NextToken();
-    SString name = m_text;
+    const SString name = m_token;
     NextToken();
     // COMPAT(reader-attribute-separator): any token stands for the comma, so the blank-separated
     // form of the writer loses its second name here, and reading stops behind the value.
     // Test: SettingsReaderCompat.AttributesWithoutCommaStopTheReading
     if (m_kind != kEquals) return NoteDeviation(kExpectedAttributeEquals);
     NextToken();
-    auto attribute = std::make_unique<CRgAttribute>(name.c_str(), m_text.c_str());
-    m_attributes.AddTail(attribute.get());
-    (void)attribute.release();  // deleted by DeleteAttributes unless handed over
+    AddAttribute(name.c_str());
     NextToken();
-    m_deviation = CRgLoadError();
+    m_deviation.line = 0;
     if (m_kind != kComma && m_kind != kClose) NoteDeviation(kExpectedAttributeEnd);
   } while (m_kind != kClose);
 }
 
 /// Settles who owns the attributes of a value just made: the key layer may have taken them, some of
 /// them or none; those it left are added here. Without a value they are deleted.
-void CRgLoader::HandOverValue(CRgValue* value) {
-  if (m_attributes.IsEmpty()) return;
+void CRgLoader::HandOverAttributes(CRgValue* value) {
   if (value == nullptr) return DeleteAttributes();
   std::vector<const CRgAttribute*> held;
   for (void* position = value->GetFirstAttributePosition(); position != nullptr;)

@@ -8,9 +8,9 @@
 namespace bix::impl {
 namespace {
 
-constexpr std::int32_t kLooseNodes = 4;     // a shorter list makes its nodes one by one
+constexpr std::int32_t kLooseNodes = 2;     // a shorter list makes its nodes one by one
 constexpr std::int32_t kIndexedCount = 64;  // a shorter list is searched one by one
-constexpr std::size_t kFirstBlockNodes = 16;
+constexpr std::size_t kFirstBlockNodes = 8;
 constexpr std::size_t kLargestBlockNodes = 640;
 
 /// Where each element of a long list stands first, and the chain of its further occurrences.

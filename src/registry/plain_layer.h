@@ -1,0 +1,23 @@
+#ifndef BIX_SRC_REGISTRY_PLAIN_LAYER_H_
+#define BIX_SRC_REGISTRY_PLAIN_LAYER_H_
+
+/// The short way to keys of the default layer: where an object is a CDefRgKey and nothing derived
+/// from it, its virtual operations are known and need not be called.
+
+#include <typeinfo>
+
+#include "bix/registry.h"
+
+namespace bix::impl {
+
+/// `key` when it is exactly a CDefRgKey, otherwise null.
+inline const CDefRgKey* AsPlainKey(const CRgKey* key) {
+  return &typeid(*key) == &typeid(CDefRgKey) ? static_cast<const CDefRgKey*>(key) : nullptr;
+}
+inline CDefRgKey* AsPlainKey(CRgKey* key) {
+  return &typeid(*key) == &typeid(CDefRgKey) ? static_cast<CDefRgKey*>(key) : nullptr;
+}
+
+}  // namespace bix::impl
+
+#endif  // BIX_SRC_REGISTRY_PLAIN_LAYER_H_
