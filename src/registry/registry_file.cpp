@@ -5,8 +5,8 @@
 #include "bix/registry.h"
 #include "bix/settingsfile.h"
 #include "registry/key_path.h"
-#include "support/durable_file.h"
 #include "registry/plain_layer.h"
+#include "support/durable_file.h"
 
 namespace bix {
 
