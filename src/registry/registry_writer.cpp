@@ -16,7 +16,7 @@ namespace {
 /// Collects one piece of the file and writes it with one call; short pieces stay on the stack.
 class LineWriter {
  public:
-  explicit LineWriter(std::FILE* file) : m_file(file) {}
+  explicit LineWriter(std::FILE* file) : m_file(file) { m_buffer[0] = 0; }
   LineWriter(const LineWriter&) = delete;
   LineWriter& operator=(const LineWriter&) = delete;
   ~LineWriter() { Flush(); }

@@ -1,8 +1,10 @@
 #include "bix/registry.h"
 
+#include <atomic>
 #include <cerrno>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -517,6 +519,126 @@ TEST(RegistryIndex, LaterKeyOfANameIsFound) {
   EXPECT_EQ(nullptr, root.FindKey("k"));
   EXPECT_EQ(1, root.GetKeyCount());
   delete later;
+}
+
+TEST(RegistryIndex, ValueRenamedBeforeTheFirstSearchIsFoundUnderItsFirstName) {
+  CDefRgKey key("");
+  CRgValue* value = key.CreateValue("first", 0, "1", nullptr);
+  value->SetName("second");
+  value->SetName("third");
+  value->SetName(value->GetName());
+  EXPECT_STREQ("third", value->GetName());
+  EXPECT_EQ(value, key.FindValue("first"));
+  EXPECT_EQ(nullptr, key.FindValue("second"));
+  EXPECT_EQ(nullptr, key.FindValue("third"));
+  EXPECT_TRUE(key.RemoveValue(value));
+  EXPECT_EQ(nullptr, key.FindValue("first"));
+  delete value;
+}
+
+TEST(RegistryIndex, ValueRenamedBeforeItIsAddedIsFoundUnderItsNewName) {
+  CDefRgKey key("");
+  auto* value = new CDefRgValue("first", 0, "1");
+  value->SetName("second");
+  CRgValue* before = key.CreateValue("before", 0, "0", nullptr);
+  key.AddValue(value);
+  EXPECT_EQ(nullptr, key.FindValue("first"));
+  EXPECT_EQ(value, key.FindValue("second"));
+  EXPECT_EQ(before, key.FindValue("before"));
+  value->SetName("third");
+  EXPECT_EQ(value, key.FindValue("second"));
+  EXPECT_TRUE(key.RemoveValue(value));
+  EXPECT_EQ(nullptr, key.FindValue("second"));
+  delete value;
+}
+
+/// A class of a host, which keeps its name elsewhere.
+class HostValue : public CDefRgValue {
+ public:
+  explicit HostValue(const char* name) : CDefRgValue("", 0, ""), m_hostName(name) {}
+  const char* GetName() const override { return m_hostName.c_str(); }
+
+ private:
+  std::string m_hostName;
+};
+
+TEST(RegistryIndex, LatestOfANameIsFoundWhateverItsClass) {
+  for (const bool searchesBetween : {false, true}) {
+    SCOPED_TRACE(searchesBetween);
+    CDefRgKey key("");
+    const auto search = [&](CRgValue* want) {
+      if (searchesBetween) {
+        EXPECT_EQ(want, key.FindValue("n"));
+      }
+    };
+    CRgValue* plain = key.CreateValue("n", 0, "1", nullptr);
+    search(plain);
+    auto* host = new HostValue("n");
+    key.AddValue(host);
+    search(host);
+    EXPECT_EQ(host, key.FindValue("n"));
+    EXPECT_EQ(nullptr, key.FindValue(""));
+    CRgValue* later = key.CreateValue("n", 0, "2", nullptr);
+    EXPECT_EQ(later, key.FindValue("n"));
+    auto* last = new HostValue("n");
+    key.AddValue(last);
+    EXPECT_EQ(last, key.FindValue("n"));
+    EXPECT_TRUE(key.RemoveValue(plain));
+    EXPECT_EQ(nullptr, key.FindValue("n"));
+    EXPECT_EQ(3, key.GetValueCount());
+    delete plain;
+  }
+}
+
+TEST(RegistryIndex, LatestKeyOfANameIsFoundWhateverItsClass) {
+  CDefRgKey root("");
+  CRgKey* plain = root.CreateKey("k", nullptr);
+  auto* host = new LinkedKey("k");
+  root.AddKey(host);
+  EXPECT_EQ(host, root.FindKey("k"));
+  EXPECT_EQ(host, root.CreateKey("k", nullptr));
+  auto* later = new CDefRgKey("k");
+  root.AddKey(later);
+  EXPECT_EQ(later, root.FindKey("k"));
+  EXPECT_TRUE(root.RemoveKey(plain));
+  EXPECT_EQ(nullptr, root.FindKey("k"));
+  EXPECT_EQ(2, root.GetKeyCount());
+  delete plain;
+}
+
+TEST(RegistryIndex, SeveralThreadsMayBeTheFirstToSearch) {
+  constexpr int kCount = 2000;
+  CDefRgKey key("");
+  for (int i = 0; i < kCount; ++i) key.CreateValue(std::to_string(i).c_str(), 0, "", nullptr);
+  std::vector<std::thread> threads;
+  std::atomic<int> found{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&key, &found] {
+      for (int i = 0; i < kCount; ++i) {
+        const std::string name = std::to_string(i);
+        const CRgValue* value = key.FindValue(name.c_str());
+        if (value != nullptr && value->GetName() == name) ++found;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(4 * kCount, found);
+}
+
+TEST(RegistryIndex, ValueListedTwiceIsFoundUntilItIsRemovedTwice) {
+  CDefRgKey key("");
+  CRgValue* value = key.CreateValue("old", 0, "1", nullptr);
+  EXPECT_EQ(value, key.FindValue("old"));
+  value->SetName("new");
+  key.AddValue(value);
+  EXPECT_EQ(value, key.FindValue("old"));
+  EXPECT_EQ(value, key.FindValue("new"));
+  EXPECT_TRUE(key.RemoveValue(value));
+  EXPECT_TRUE(key.RemoveValue(value));
+  EXPECT_EQ(nullptr, key.FindValue("old"));
+  EXPECT_EQ(nullptr, key.FindValue("new"));
+  EXPECT_FALSE(key.RemoveValue(value));
+  delete value;
 }
 
 TEST(RegistryIndex, ManyNamesAreAllFoundAndRemoved) {

@@ -986,6 +986,39 @@ TEST(SettingsFile, SaveLeavesNoDescriptor) {
   EXPECT_EQ(before, CountDescriptors());
 }
 
+TEST(SettingsFile, LoadedObjectsOutliveTheirFile) {
+  constexpr int kCount = 30000;  // several blocks of memory, large ones among them
+  std::string text;
+  for (int i = 0; i < kCount; ++i)
+    text += (i % 10 == 0 ? "[S" + std::to_string(i) + "]" : "") + "\"n" + std::to_string(i) +
+            "\"=\"text " + std::to_string(i) + "\"\n";
+  Directory directory;
+  const std::string path = directory.Write("a.tot", text);
+  std::vector<CRgValue*> taken;
+  CRgKey* takenKey = nullptr;
+  {
+    CRgFile file(nullptr);
+    ASSERT_EQ(0, file.Load(path.c_str()));
+    for (int i = 0; i < kCount; i += 100) {
+      CRgKey* key = file.FindKey(("S" + std::to_string(i)).c_str());
+      ASSERT_NE(nullptr, key);
+      CRgValue* value = key->FindValue(("n" + std::to_string(i)).c_str());
+      ASSERT_TRUE(key->RemoveValue(value));
+      taken.push_back(value);
+    }
+    takenKey = file.FindKey("S10");
+    ASSERT_TRUE(file.GetKeyRoot()->RemoveKey(takenKey));
+  }
+  EXPECT_EQ(10, takenKey->GetValueCount());
+  EXPECT_STREQ("text 15", takenKey->FindValue("n15")->GetValue());
+  for (std::size_t i = 0; i < taken.size(); ++i)
+    ASSERT_EQ("text " + std::to_string(100 * i), taken[i]->GetValue());
+  std::thread([&] {
+    for (CRgValue* value : taken) delete value;
+    delete takenKey;
+  }).join();
+}
+
 TEST(SettingsFile, SavedTreeReadsBackAlike) {
   CRgFile file(nullptr);
   for (int i = 0; i < 300; ++i) {
