@@ -40,13 +40,14 @@ class Input {
   T Take() {
     T value{};
     const std::size_t size = std::min(sizeof value, m_left);
+    if (size == 0) return value;
     std::memcpy(&value, m_data, size);
     m_data += size;
     m_left -= size;
     return value;
   }
   std::string Rest() {
-    const std::string rest(reinterpret_cast<const char*>(m_data), m_left);
+    const std::string rest(m_data, m_data + m_left);
     m_left = 0;
     return rest;
   }
