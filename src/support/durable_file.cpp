@@ -79,17 +79,20 @@ std::string DirectoryOf(const std::string& name) {
   return slash == 0 ? "/" : name.substr(0, slash);
 }
 
-/// The name behind the symbolic links of the last component, also when nothing exists there.
-std::string FollowLinks(std::string name) {
+/// Sets `name` to what it leads to through symbolic links at its end, also when nothing exists
+/// there; 0, or the error number.
+int FollowLinks(std::string& name) {
   std::vector<char> text(4096);
   for (int i = 0; i < kMostLinks; ++i) {
     const ssize_t size = ::readlink(name.c_str(), text.data(), text.size());
-    if (size <= 0 || static_cast<std::size_t>(size) == text.size()) break;
+    // No link, or nothing at all: the end of the chain.
+    if (size < 0) return errno == EINVAL || errno == ENOENT ? 0 : errno;
+    if (static_cast<std::size_t>(size) == text.size()) return ENAMETOOLONG;
     const std::string link(text.data(), static_cast<std::size_t>(size));
     const std::size_t slash = name.rfind('/');
     name = link[0] == '/' || slash == std::string::npos ? link : name.substr(0, slash + 1) + link;
   }
-  return name;
+  return ELOOP;
 }
 
 bool IsSameFile(const struct stat& a, const struct stat& b) {
@@ -150,7 +153,7 @@ DurableFile::~DurableFile() {
 }
 
 int DurableFile::Lock() {
-  Resolve();
+  if (const int error = Resolve()) return error;
   m_directory.Reset(OpenRetrying(DirectoryOf(m_resolved).c_str(), O_RDONLY | O_DIRECTORY));
   if (!m_directory.IsOpen()) {
     // A directory may take new files and still not be readable; one that is missing is reported
@@ -163,7 +166,7 @@ int DurableFile::Lock() {
 }
 
 int DurableFile::Open() {
-  Resolve();
+  if (const int error = Resolve()) return error;
   m_targetFd.Reset(OpenRetrying(m_target.c_str(), O_WRONLY));
   m_hadTarget = m_targetFd.IsOpen();
   if (!m_hadTarget) {
@@ -171,11 +174,13 @@ int DurableFile::Open() {
     return OpenTemporary();
   }
   if (::fstat(m_targetFd.Get(), &m_targetStatus) != 0) return errno;
-  struct stat resolved;
   // A name below /proc/self/fd leads to its file, while the text of that link is no name for it.
-  const bool isReplaceable =
-      S_ISREG(m_targetStatus.st_mode) && ::stat(m_resolved.c_str(), &resolved) == 0 &&
-      IsSameFile(resolved, m_targetStatus) && !IsSticky(DirectoryOf(m_resolved), m_targetStatus);
+  struct stat resolved;
+  const bool isNamed = ::lstat(m_resolved.c_str(), &resolved) == 0;
+  if (!isNamed && errno != ENOENT) return errno;
+  const bool isReplaceable = isNamed && S_ISREG(m_targetStatus.st_mode) &&
+                             IsSameFile(resolved, m_targetStatus) &&
+                             !IsSticky(DirectoryOf(m_resolved), m_targetStatus);
   if (!isReplaceable) return OpenMemory();
   const int error = OpenTemporary();
   return IsRefusal(error) ? OpenMemory() : error;
@@ -215,8 +220,12 @@ int DurableFile::Commit() {
   return error;
 }
 
-void DurableFile::Resolve() {
-  if (m_resolved.empty()) m_resolved = FollowLinks(m_target);
+int DurableFile::Resolve() {
+  if (!m_resolved.empty()) return 0;
+  std::string name = m_target;
+  const int error = FollowLinks(name);
+  if (error == 0) m_resolved = name;
+  return error;
 }
 
 /// Opens the temporary file beside the target.

@@ -80,7 +80,7 @@ class DurableFile {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
   };
 
-  void Resolve();
+  int Resolve();
   int OpenTemporary();
   int OpenMemory();
   int OpenStream();

@@ -1,0 +1,257 @@
+// A save while system calls fail, are cut short or are the last thing the process does.
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include "faults/save_kinds.h"
+#include "faults/surroundings.h"
+#include "support/system_faults.h"
+#include "support/temp_directory.h"
+
+namespace bix_test {
+namespace {
+
+using Files = std::map<std::string, std::string>;
+
+class SaveFaults : public testing::TestWithParam<SaveKind> {
+ protected:
+  /// A directory with the old file, or with none.
+  struct Place {
+    explicit Place(const SaveKind& kind, bool hasOld = true) {
+      if (hasOld) WriteWholeFile(target, kind.oldText);
+    }
+    TempDirectory directory;
+    std::string target = directory / "user.tot";
+  };
+
+  Files Old(bool hasOld) const {
+    return hasOld ? Files{{"user.tot", GetParam().oldText}} : Files{};
+  }
+  Files New(bool hasOld) const {
+    return Files{{"user.tot", hasOld ? GetParam().newText : GetParam().newTextAlone}};
+  }
+
+  /// The system calls of a save that succeeds, with the name of the directory replaced by "DIR".
+  std::vector<std::string> CallsOfASave(bool hasOld = true) const {
+    Place place(GetParam(), hasOld);
+    const auto save = GetParam().prepare(place.target);
+    std::vector<std::string> calls;
+    {
+      SystemFaults faults;
+      EXPECT_EQ(0, save());
+      calls = faults.Calls();
+    }
+    const std::string name = place.directory.Path().substr(place.directory.Path().rfind('/') + 1);
+    for (std::string& call : calls) {
+      if (const std::size_t at = call.find(name); at != std::string::npos)
+        call.replace(at, name.size(), "DIR");
+    }
+    return calls;
+  }
+
+  /// The numbers, counted from 1, of the calls of one function.
+  static std::vector<std::size_t> NumbersOf(const std::vector<std::string>& calls,
+                                            const std::string& beginning) {
+    std::vector<std::size_t> numbers;
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+      if (calls[i].rfind(beginning, 0) == 0) numbers.push_back(i + 1);
+    }
+    return numbers;
+  }
+};
+
+TEST_P(SaveFaults, CallsComeInTheOrderThatKeepsTheOldFile) {
+  const std::vector<std::string> calls = CallsOfASave();
+  const char* const wanted[] = {"flock DIR",        "open user.tot~",  "write user.tot~",
+                                "fchmod user.tot~", "fsync user.tot~", "close user.tot~",
+                                "rename user.tot~", "fsync DIR",       "flock DIR"};
+  auto from = calls.begin();
+  for (const char* call : wanted) {
+    const auto found = std::find(from, calls.end(), call);
+    ASSERT_TRUE(found != calls.end()) << call << " in " << testing::PrintToString(calls);
+    from = found + 1;
+  }
+  EXPECT_EQ(1u, NumbersOf(calls, "rename").size());
+  EXPECT_TRUE(NumbersOf(calls, "unlink").empty()) << "there is always a file";
+  // Nothing is written behind the sync.
+  EXPECT_LT(NumbersOf(calls, "write").back(), NumbersOf(calls, "fsync user.tot~").front());
+}
+
+TEST_P(SaveFaults, EveryFailingCallLeavesTheOldFileOrTheWholeNewOne) {
+  for (const bool hasOld : {true, false}) {
+    const std::vector<std::string> calls = CallsOfASave(hasOld);
+    for (const int error : {EIO, ENOSPC, EDQUOT, EACCES, EMFILE, ENOMEM}) {
+      for (std::size_t i = 0; i < calls.size(); ++i) {
+        SCOPED_TRACE(calls[i] + ": " + std::strerror(error) + (hasOld ? "" : ", no old file"));
+        Place place(GetParam(), hasOld);
+        const auto save = GetParam().prepare(place.target);
+        const std::set<int> descriptors = OpenDescriptors();
+        int result;
+        {
+          SystemFaults faults;
+          faults.FailCall(i + 1, error);
+          result = save();
+          ASSERT_LE(i + 1, faults.Calls().size());
+        }
+        EXPECT_EQ(descriptors, OpenDescriptors());
+        EXPECT_EQ(result == 0 ? New(hasOld) : Old(hasOld), Listing(place.directory.Path()));
+      }
+    }
+  }
+}
+
+TEST_P(SaveFaults, TheFirstErrorBeforeTheRenameIsTheResult) {
+  const std::vector<std::string> calls = CallsOfASave();
+  const char* const reported[] = {"readlink user.tot", "open user.tot",   "flock DIR",
+                                  "fstat user.tot",    "open user.tot~",  "write user.tot~",
+                                  "fchmod user.tot~",  "fsync user.tot~", "close user.tot~",
+                                  "rename user.tot~"};
+  for (const char* call : reported) {
+    for (const int error : {EIO, ENOSPC, EMFILE}) {
+      ASSERT_FALSE(NumbersOf(calls, call).empty()) << call;
+      for (const std::size_t number : NumbersOf(calls, call)) {
+        // The lock is given back behind the rename, when nothing can fail any more.
+        if (number > NumbersOf(calls, "rename").front()) continue;
+        SCOPED_TRACE(std::string(call) + ": " + std::strerror(error));
+        Place place(GetParam());
+        const auto save = GetParam().prepare(place.target);
+        int result;
+        {
+          SystemFaults faults;
+          faults.FailCall(number, error);
+          result = save();
+        }
+        EXPECT_EQ(error, result);
+        EXPECT_EQ(Old(true), Listing(place.directory.Path()));
+      }
+    }
+  }
+}
+
+TEST_P(SaveFaults, ASaveAfterAFailedOneSucceeds) {
+  const std::vector<std::string> calls = CallsOfASave();
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    SCOPED_TRACE(calls[i]);
+    Place place(GetParam());
+    {
+      const auto save = GetParam().prepare(place.target);
+      SystemFaults faults;
+      faults.FailCall(i + 1, EIO);
+      (void)save();  // what it leaves is the matter of other tests
+    }
+    WriteWholeFile(place.target, GetParam().oldText);
+    EXPECT_EQ(0, GetParam().prepare(place.target)());
+    EXPECT_EQ(New(true), Listing(place.directory.Path()));
+  }
+}
+
+TEST_P(SaveFaults, InterruptedCallsAreRepeated) {
+  const std::vector<std::string> calls = CallsOfASave();
+  for (const char* function : {"open", "write", "fsync", "flock", "close", "read"}) {
+    for (const std::size_t number : NumbersOf(calls, std::string(function) + " ")) {
+      SCOPED_TRACE(calls[number - 1]);
+      Place place(GetParam());
+      const auto save = GetParam().prepare(place.target);
+      const std::set<int> descriptors = OpenDescriptors();
+      int result;
+      {
+        SystemFaults faults;
+        faults.FailCall(number, EINTR);
+        result = save();
+      }
+      EXPECT_EQ(0, result);
+      EXPECT_EQ(descriptors, OpenDescriptors());
+      EXPECT_EQ(New(true), Listing(place.directory.Path()));
+    }
+  }
+}
+
+TEST_P(SaveFaults, ShortWritesAreContinued) {
+  Place place(GetParam());
+  const auto save = GetParam().prepare(place.target);
+  int result;
+  std::size_t writes;
+  {
+    SystemFaults faults;
+    faults.Shorten(997);
+    result = save();
+    writes = NumbersOf(faults.Calls(), "write").size();
+  }
+  EXPECT_EQ(0, result);
+  EXPECT_EQ(New(true), Listing(place.directory.Path()));
+  EXPECT_GT(writes, 150u);
+}
+
+TEST_P(SaveFaults, ADiskThatIsFullInTheMiddleOfAWriteLeavesTheOldFile) {
+  const std::size_t firstWrite = NumbersOf(CallsOfASave(), "write").front();
+  for (const std::size_t number : {firstWrite, firstWrite + 1, firstWrite + 50}) {
+    SCOPED_TRACE(number);
+    Place place(GetParam());
+    const auto save = GetParam().prepare(place.target);
+    int result;
+    {
+      SystemFaults faults;
+      faults.Shorten(997);
+      faults.FailCall(number, ENOSPC);
+      result = save();
+    }
+    EXPECT_EQ(ENOSPC, result);
+    EXPECT_EQ(Old(true), Listing(place.directory.Path()));
+  }
+}
+
+TEST_P(SaveFaults, LockingThatIsNotToBeHadDoesNotHinderASave) {
+  for (const int error : {ENOLCK, EOPNOTSUPP, ENOSYS, EBADF, EINVAL}) {
+    SCOPED_TRACE(std::strerror(error));
+    Place place(GetParam());
+    const auto save = GetParam().prepare(place.target);
+    int result;
+    {
+      SystemFaults faults;
+      faults.FailAll("flock ", error);
+      result = save();
+    }
+    EXPECT_EQ(0, result);
+    EXPECT_EQ(New(true), Listing(place.directory.Path()));
+  }
+}
+
+TEST_P(SaveFaults, AKillAtAnyCallLeavesAWholeFileAndTheNextSaveCleansUp) {
+  for (const bool hasOld : {true, false}) {
+    const std::size_t count = CallsOfASave(hasOld).size();
+    ASSERT_GT(count, 8u);
+    bool sawOld = false;
+    bool sawNew = false;
+    for (std::size_t number = 1; number <= count; ++number) {
+      SCOPED_TRACE(number);
+      Place place(GetParam(), hasOld);
+      const auto save = GetParam().prepare(place.target);
+      EXPECT_EQ(SIGKILL, SignalOfChild([&] {
+                  SystemFaults faults;
+                  faults.KillAtCall(number);
+                  (void)save();
+                }));
+      Files left = Listing(place.directory.Path());
+      left.erase("user.tot~");
+      const bool isOld = left == Old(hasOld);
+      EXPECT_TRUE(isOld || left == New(hasOld));
+      EXPECT_FALSE(isOld && sawNew) << "there is one moment at which the file changes";
+      (isOld ? sawOld : sawNew) = true;
+      // Whole again, and without the temporary file of the killed save.
+      WriteWholeFile(place.target, GetParam().oldText);
+      EXPECT_EQ(0, GetParam().prepare(place.target)());
+      EXPECT_EQ(New(true), Listing(place.directory.Path()));
+    }
+    EXPECT_TRUE(sawOld && sawNew);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SaveFaults, testing::ValuesIn(SaveKinds()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace bix_test

@@ -1,0 +1,90 @@
+#include "faults/surroundings.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "support/temp_directory.h"
+
+namespace bix_test {
+
+namespace {
+
+int WaitFor(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return status;
+}
+
+}  // namespace
+
+std::map<std::string, std::string> Listing(const std::string& directory) {
+  std::map<std::string, std::string> listing;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    std::string& text = listing[entry.path().filename().string()];
+    if (entry.is_symlink()) {
+      text = "<link>";
+    } else if (entry.is_directory()) {
+      text = "<directory>";
+    } else if (entry.is_regular_file()) {
+      text = ReadWholeFile(entry.path().string());
+    } else {
+      text = "<other>";
+    }
+  }
+  return listing;
+}
+
+std::set<int> OpenDescriptors() {
+  std::set<int> open;
+  for (int fd = 0; fd < 1024; ++fd) {
+    if (fcntl(fd, F_GETFD) != -1) open.insert(fd);
+  }
+  return open;
+}
+
+void RunInChild(User user, const std::function<void()>& test) {
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    constexpr uid_t kNobody = 65534;
+    if (user == User::kOrdinary && geteuid() == 0 &&
+        (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
+      ADD_FAILURE() << "cannot become an ordinary user";
+    }
+    if (!testing::Test::HasFailure()) test();
+    std::fflush(nullptr);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  const int status = WaitFor(child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+      << "the child failed, status " << status << "; its own failures stand above";
+}
+
+int SignalOfChild(const std::function<void()>& test) {
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  EXPECT_GE(child, 0);
+  if (child == 0) {
+    test();
+    _exit(0);
+  }
+  const int status = WaitFor(child);
+  return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+}
+
+bool WaitForChild(pid_t child) {
+  const int status = WaitFor(child);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+}  // namespace bix_test
