@@ -17,6 +17,7 @@
 /// channel. Encoding: bytes, passed on unchanged. Threads: the channels have no lock. Callers that
 /// print from several threads serialise their use.
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <fstream>
@@ -79,8 +80,10 @@ class BIX_EXPORT SFmt {
  private:
   void Substitute(std::string_view value);
 
+  // Hosts are compiled against the order of these members; new ones go to the end.
   SString m_text;
   std::int32_t m_count = 0;
+  std::size_t m_plain = 0;  // no placeholder begins before this position
 };
 
 /// A message channel.

@@ -1,5 +1,6 @@
 #include "bix/messages.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
@@ -28,6 +29,14 @@ class Decimal {
 };
 
 bool IsDigit(char byte) { return byte >= '0' && byte <= '9'; }
+
+/// The first "%" at or behind `from` that a digit follows, or npos.
+std::size_t FindPlaceholder(const std::string& text, std::size_t from) {
+  std::size_t at = text.find('%', from);
+  while (at != std::string::npos && (at + 1 == text.size() || !IsDigit(text[at + 1])))
+    at = text.find('%', at + 1);
+  return at;
+}
 
 /// Writes to the buffer beneath the standard stream: the host's own state of that stream (an
 /// earlier failure, exceptions that it asked for, a width) neither stops a message nor is changed
@@ -81,32 +90,36 @@ SFmt& SFmt::operator<<(const char* text) {
 const SString& SFmt::str() {
   // COMPAT(format-missing-each): one report for every "%" before a digit, "%0" included; the scan
   // does not stop at the first. Test: FormatCompat.EveryUnfilledPlaceholderIsReported
-  for (std::size_t at = m_text.find('%'); at != SString::npos; at = m_text.find('%', at + 1)) {
-    if (at + 1 < m_text.size() && IsDigit(m_text[at + 1]))
-      impl::ReportInternalError(bixerr, "SFmt: actual parameter missing ", m_text);
-  }
+  for (std::size_t at = FindPlaceholder(m_text, m_plain); at != SString::npos;
+       at = FindPlaceholder(m_text, at + 1))
+    impl::ReportInternalError(bixerr, "SFmt: actual parameter missing ", m_text);
   return m_text;
 }
 
+// The search begins where the first placeholder of any number can be, so that filling a text costs
+// the same for each of its bytes.
 void SFmt::Substitute(std::string_view value) {
   ++m_count;
   const Decimal number(m_count);
-  char placeholder[32] = {'%'};
-  std::memcpy(placeholder + 1, number.View().data(), number.View().size());
-  const std::size_t length = 1 + number.View().size();
+  const std::string_view digits = number.View();
+  const std::size_t first = FindPlaceholder(m_text, m_plain);
+  std::size_t at = first;
   // COMPAT(format-first-match): plain search from the start, without a delimiter behind the digits
   // and without regard to what was filled in before: "%1" is found in "%10" and in earlier values.
-  // Only the first match is replaced.
-  // Tests: FormatCompat.PlaceholdersAreFoundAsPlainText,
+  // Only the first match is replaced. Tests: FormatCompat.PlaceholdersAreFoundAsPlainText,
   // FormatCompat.OnlyTheFirstOccurrenceIsFilled
-  const std::size_t at = m_text.find(placeholder, 0, length);
-  if (at != SString::npos) {
-    m_text.replace(at, length, value);
+  while (at != SString::npos && m_text.compare(at + 1, digits.size(), digits) != 0)
+    at = FindPlaceholder(m_text, at + 1);
+  if (at == SString::npos) {
+    m_plain = std::min(first, m_text.size());
+    impl::ReportInternalError(bixerr, "SFmt: parameter %", static_cast<long>(m_count),
+                              " not found in ", m_text);
+    m_text.append(1, ' ').append(value);
     return;
   }
-  impl::ReportInternalError(bixerr, "SFmt: parameter %", static_cast<long>(m_count),
-                            " not found in ", m_text);
-  m_text.append(1, ' ').append(value);
+  // A "%" just before may become a placeholder together with the value.
+  m_plain = at == first && at != 0 ? at - 1 : first;
+  m_text.replace(at, 1 + digits.size(), value);
 }
 
 CMsgOut::CMsgOut(MessageKind kind) : m_kind(kind) {
