@@ -174,8 +174,10 @@ void CompareWithAddresses(const std::string& format, std::index_sequence<I...>) 
     g_short[0] = L'a';
     g_short[1] = L'b';
   };
-  Compare(format, reset, 1.5, 2.5, 3.5, 4.5, 5.5, 6.5, 7.5, 8.5,
-          ((void)I, static_cast<wchar_t*>(g_short))...);
+  // The numbers are last: where they travel on the stack, they would stand in front of the
+  // addresses.
+  Compare(format, reset, ((void)I, static_cast<wchar_t*>(g_short))..., 1.5, 2.5, 3.5, 4.5, 5.5, 6.5,
+          7.5, 8.5);
 }
 
 /// Any format but for "*" and "$", which would take an address as a size, and for long numbers.
