@@ -11,7 +11,9 @@ set(BIX_PLATFORM_DEFINITIONS _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 function(bix_sanitize target)
   if(BIX_SANITIZE)
     target_compile_options(${target} PRIVATE
-      -fsanitize=${BIX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+      -fsanitize=${BIX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
+      # What the sanitizers add hides from the compiler that a variable has been set.
+      $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(${target} PRIVATE -fsanitize=${BIX_SANITIZE})
   endif()
 endfunction()
