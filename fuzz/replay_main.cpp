@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
@@ -31,13 +32,16 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  LLVMFuzzerTestOneInput(nullptr, 0);
+  const std::uint8_t none = 0;
+  LLVMFuzzerTestOneInput(&none, 0);
   for (const std::filesystem::path& path : inputs) {
     // Says which input it was when the next line ends the program.
     std::fprintf(stderr, "replay: %s\n", path.filename().c_str());
-    // A block of exactly the input's size, so that a read past its end is seen.
     const std::vector<std::uint8_t> bytes = ReadFile(path);
-    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    // A block of exactly the input's size, so that a read past its end is seen.
+    const auto block = std::make_unique<std::uint8_t[]>(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), block.get());
+    LLVMFuzzerTestOneInput(block.get(), bytes.size());
   }
   return 0;
 }
