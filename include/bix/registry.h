@@ -29,25 +29,27 @@ class BIX_EXPORT NameIndexBase {
   void RemoveAll();
 
  protected:
-  static constexpr std::uint32_t kNoSlot = UINT32_MAX;
+  /// Hash and entry stand together: a search reads one place and the entry itself.
+  struct Slot {
+    std::uint32_t hash;  // 0 marks a free slot
+    void* entry;
+  };
 
-  /// 0 marks a free slot.
   std::uint32_t Hash(std::string_view name) const {
     const std::uint32_t hash =
         HashBytes(name, static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(this) >> 4));
     return hash != 0 ? hash : 1;
   }
   std::uint32_t Home(std::uint32_t hash) const {
-    return hash >> static_cast<std::uint32_t>(__builtin_clz(m_slots - 1));
+    return hash >> static_cast<std::uint32_t>(__builtin_clz(m_slotCount - 1));
   }
-  /// The entries stand behind the hashes: a search reads few hashes and one entry.
-  void** GetEntries() const { return reinterpret_cast<void**>(m_hashes + m_slots); }
+  std::uint32_t Next(std::uint32_t slot) const { return (slot + 1) & (m_slotCount - 1); }
   void Reserve(std::uint32_t more = 1);
   void Add(std::uint32_t hash, void* entry) noexcept;
-  void RemoveAt(std::uint32_t slot) noexcept;
+  void RemoveSlot(Slot* slot) noexcept;
 
-  std::uint32_t* m_hashes = nullptr;
-  std::uint32_t m_slots = 0;
+  Slot* m_slots = nullptr;
+  std::uint32_t m_slotCount = 0;
   std::uint32_t m_count = 0;
 };
 
@@ -55,38 +57,37 @@ template <class Element>
 class NameIndex : public NameIndexBase {
  public:
   Element* Find(std::string_view name) const {
-    const std::uint32_t slot = FindSlot(name, Hash(name));
-    return slot != kNoSlot ? At(slot) : nullptr;
+    const Slot* const slot = FindSlot(name, Hash(name));
+    return slot != nullptr ? static_cast<Element*>(slot->entry) : nullptr;
   }
-  /// Makes room for one more element, so that Set does not fail.
+  /// Makes room for more elements, so that Set does not fail.
   using NameIndexBase::Reserve;
   bool IsEmpty() const { return m_count == 0; }
   /// Puts `element` in under its name, in the place of an earlier one of that name.
   void Set(Element* element) noexcept {
     const std::string_view name = element->GetIndexName();
     const std::uint32_t hash = Hash(name);
-    const std::uint32_t slot = FindSlot(name, hash);
-    if (slot != kNoSlot)
-      GetEntries()[slot] = element;
+    if (Slot* const slot = FindSlot(name, hash))
+      slot->entry = element;
     else
       Add(hash, element);
   }
   /// Removes the entry of `name` and returns what it pointed at, or null.
   Element* Remove(std::string_view name) noexcept {
-    const std::uint32_t slot = FindSlot(name, Hash(name));
-    if (slot == kNoSlot) return nullptr;
-    Element* const element = At(slot);
-    NameIndexBase::RemoveAt(slot);
+    Slot* const slot = FindSlot(name, Hash(name));
+    if (slot == nullptr) return nullptr;
+    Element* const element = static_cast<Element*>(slot->entry);
+    RemoveSlot(slot);
     return element;
   }
 
  private:
-  Element* At(std::uint32_t slot) const { return static_cast<Element*>(GetEntries()[slot]); }
-  std::uint32_t FindSlot(std::string_view name, std::uint32_t hash) const {
-    if (m_count == 0) return kNoSlot;
-    for (std::uint32_t slot = Home(hash); m_hashes[slot] != 0; slot = (slot + 1) & (m_slots - 1))
-      if (m_hashes[slot] == hash && At(slot)->GetIndexName() == name) return slot;
-    return kNoSlot;
+  Slot* FindSlot(std::string_view name, std::uint32_t hash) const {
+    if (m_count == 0) return nullptr;
+    for (std::uint32_t i = Home(hash); m_slots[i].hash != 0; i = Next(i))
+      if (m_slots[i].hash == hash && static_cast<Element*>(m_slots[i].entry)->IsIndexedAs(name))
+        return &m_slots[i];
+    return nullptr;
   }
 };
 
@@ -164,6 +165,9 @@ class BIX_EXPORT CDefRgValue : public CRgValue {
   std::string_view GetIndexName() const {
     return m_isRenamed ? std::string_view(m_name).substr(std::strlen(m_name.c_str()) + 1)
                        : std::string_view(m_name);
+  }
+  bool IsIndexedAs(std::string_view name) const {
+    return std::string_view(m_name) == name || (m_isRenamed && GetIndexName() == name);
   }
 
   SString m_name;
@@ -243,6 +247,7 @@ class BIX_EXPORT CDefRgKey : public CRgKey {
   friend class impl::NameIndex<CDefRgKey>;
 
   std::string_view GetIndexName() const { return m_name; }
+  bool IsIndexedAs(std::string_view name) const { return std::string_view(m_name) == name; }
   bool MayLeaveUnindexed() const;
   void IndexValues() const;
   bool AddPlainValue(CDefRgValue* value);

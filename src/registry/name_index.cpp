@@ -1,6 +1,7 @@
-#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "bix/registry.h"
 #include "registry/load_memory.h"
@@ -11,61 +12,55 @@ namespace {
 
 constexpr std::uint32_t kFirstSlots = 8;
 
-constexpr std::size_t TableSize(std::uint32_t slots) {
-  return slots * (sizeof(std::uint32_t) + sizeof(void*));
-}
-
 /// Searches end at a free slot, so some stay free.
-constexpr std::uint32_t Limit(std::uint32_t slots) { return slots - slots / 4 + slots / 16; }
+constexpr std::uint32_t Limit(std::uint32_t slotCount) {
+  return slotCount - slotCount / 4 + slotCount / 16;
+}
 
 }  // namespace
 
 NameIndexBase::~NameIndexBase() { RemoveAll(); }
 
 void NameIndexBase::RemoveAll() {
-  if (m_hashes != nullptr) ReleaseBlock(m_hashes, TableSize(m_slots));
-  m_hashes = nullptr;
-  m_slots = m_count = 0;
+  if (m_slots != nullptr) ReleaseBlock(m_slots, m_slotCount * sizeof(Slot));
+  m_slots = nullptr;
+  m_slotCount = m_count = 0;
 }
 
 void NameIndexBase::Reserve(std::uint32_t more) {
-  if (m_count + std::uint64_t{more} <= Limit(m_slots)) return;
-  std::uint32_t slots = m_slots != 0 ? m_slots : kFirstSlots;
-  while (m_count + std::uint64_t{more} > Limit(slots)) {
-    slots *= 2;
-    if (slots == 0) throw std::bad_alloc();
+  if (m_count + std::uint64_t{more} <= Limit(m_slotCount)) return;
+  std::uint32_t slotCount = m_slotCount != 0 ? m_slotCount : kFirstSlots;
+  while (m_count + std::uint64_t{more} > Limit(slotCount)) {
+    slotCount *= 2;
+    if (slotCount == 0 || slotCount > SIZE_MAX / sizeof(Slot)) throw std::bad_alloc();
   }
-  std::uint32_t* const oldHashes = m_hashes;
-  void** const oldEntries = GetEntries();
-  const std::uint32_t oldSlots = m_slots;
-  m_hashes = static_cast<std::uint32_t*>(AllocateBlock(TableSize(slots)));
-  m_slots = slots;
+  auto* const slots = static_cast<Slot*>(AllocateBlock(slotCount * sizeof(Slot)));
+  std::memset(slots, 0, slotCount * sizeof(Slot));
+  Slot* const oldSlots = std::exchange(m_slots, slots);
+  const std::uint32_t oldCount = std::exchange(m_slotCount, slotCount);
   m_count = 0;
-  std::memset(m_hashes, 0, slots * sizeof(std::uint32_t));
-  for (std::uint32_t slot = 0; slot < oldSlots; ++slot)
-    if (oldHashes[slot] != 0) Add(oldHashes[slot], oldEntries[slot]);
-  if (oldHashes != nullptr) ReleaseBlock(oldHashes, TableSize(oldSlots));
+  for (std::uint32_t i = 0; i < oldCount; ++i)
+    if (oldSlots[i].hash != 0) Add(oldSlots[i].hash, oldSlots[i].entry);
+  if (oldSlots != nullptr) ReleaseBlock(oldSlots, oldCount * sizeof(Slot));
 }
 
 void NameIndexBase::Add(std::uint32_t hash, void* entry) noexcept {
-  std::uint32_t slot = Home(hash);
-  while (m_hashes[slot] != 0) slot = (slot + 1) & (m_slots - 1);
-  m_hashes[slot] = hash;
-  GetEntries()[slot] = entry;
+  std::uint32_t i = Home(hash);
+  while (m_slots[i].hash != 0) i = Next(i);
+  m_slots[i] = {hash, entry};
   ++m_count;
 }
 
-void NameIndexBase::RemoveAt(std::uint32_t hole) noexcept {
-  void** const entries = GetEntries();
-  const std::uint32_t mask = m_slots - 1;
+void NameIndexBase::RemoveSlot(Slot* slot) noexcept {
+  const std::uint32_t mask = m_slotCount - 1;
+  std::uint32_t hole = static_cast<std::uint32_t>(slot - m_slots);
   // Entries behind the hole move up as far as their home allows, so that no search ends too early.
-  for (std::uint32_t slot = (hole + 1) & mask; m_hashes[slot] != 0; slot = (slot + 1) & mask) {
-    if (((slot - Home(m_hashes[slot])) & mask) < ((slot - hole) & mask)) continue;
-    m_hashes[hole] = m_hashes[slot];
-    entries[hole] = entries[slot];
-    hole = slot;
+  for (std::uint32_t i = Next(hole); m_slots[i].hash != 0; i = Next(i)) {
+    if (((i - Home(m_slots[i].hash)) & mask) < ((i - hole) & mask)) continue;
+    m_slots[hole] = m_slots[i];
+    hole = i;
   }
-  m_hashes[hole] = 0;
+  m_slots[hole].hash = 0;
   --m_count;
 }
 

@@ -1,0 +1,153 @@
+// Settings trees and files beside GLib's key file: load, look up, save.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <glib.h>
+
+#include "bix/registry.h"
+#include "support/data.h"
+#include "support/scratch.h"
+
+namespace {
+
+using bix_bench::Document;
+
+/// `values` values in sections three deep with a hundred values each.
+Document MakeSections(std::size_t values) {
+  constexpr std::size_t kValuesPerSection = 100;
+  Document document = bix_bench::MakeDocument(values / kValuesPerSection, kValuesPerSection);
+  for (auto& section : document.sections) section.path = "Suite/" + section.path;
+  return document;
+}
+
+Document MakeOneSection(std::size_t values) { return bix_bench::MakeDocument(1, values); }
+
+using Make = Document (*)(std::size_t);
+
+void Need(bool holds, const char* what) {
+  if (!holds) throw std::runtime_error(what);
+}
+
+void LoadBix(benchmark::State& state, Make make) {
+  const bix_bench::ScratchFile file(
+      bix_bench::AsSettings(make(static_cast<std::size_t>(state.range(0)))));
+  for (auto _ : state) {
+    auto* settings = new bix::CRgFile(nullptr);
+    Need(settings->Load(file.Path().c_str()) == 0, "the settings do not load");
+    state.PauseTiming();
+    delete settings;
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void LoadGlib(benchmark::State& state, Make make) {
+  const bix_bench::ScratchFile file(
+      bix_bench::AsIni(make(static_cast<std::size_t>(state.range(0)))));
+  for (auto _ : state) {
+    GKeyFile* settings = g_key_file_new();
+    Need(g_key_file_load_from_file(settings, file.Path().c_str(), G_KEY_FILE_NONE, nullptr) != 0,
+         "the key file does not load");
+    state.PauseTiming();
+    g_key_file_free(settings);
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+/// Section path and value name of every value, in no order.
+std::vector<std::pair<std::string, std::string>> MakeQueries(const Document& document) {
+  std::vector<std::pair<std::string, std::string>> queries;
+  for (const auto& section : document.sections)
+    for (const auto& value : section.values) queries.emplace_back(section.path, value.name);
+  std::shuffle(queries.begin(), queries.end(), std::mt19937(20240229));
+  return queries;
+}
+
+void LookupBix(benchmark::State& state) {
+  const Document document = MakeSections(static_cast<std::size_t>(state.range(0)));
+  const bix_bench::ScratchFile file(bix_bench::AsSettings(document));
+  const auto queries = MakeQueries(document);
+  bix::CRgFile settings(nullptr);
+  Need(settings.Load(file.Path().c_str()) == 0, "the settings do not load");
+  std::size_t next = 0;
+  for (auto _ : state) {
+    const auto& [path, name] = queries[next];
+    const char* text = settings.GetValue(path.c_str(), name.c_str());
+    benchmark::DoNotOptimize(text);
+    if (++next == queries.size()) next = 0;
+  }
+}
+
+void LookupGlib(benchmark::State& state) {
+  const Document document = MakeSections(static_cast<std::size_t>(state.range(0)));
+  const bix_bench::ScratchFile file(bix_bench::AsIni(document));
+  const auto queries = MakeQueries(document);
+  GKeyFile* settings = g_key_file_new();
+  Need(g_key_file_load_from_file(settings, file.Path().c_str(), G_KEY_FILE_NONE, nullptr) != 0,
+       "the key file does not load");
+  std::size_t next = 0;
+  for (auto _ : state) {
+    const auto& [path, name] = queries[next];
+    char* text = g_key_file_get_string(settings, path.c_str(), name.c_str(), nullptr);
+    benchmark::DoNotOptimize(text);
+    g_free(text);
+    if (++next == queries.size()) next = 0;
+  }
+  g_key_file_free(settings);
+}
+
+void SaveBix(benchmark::State& state) {
+  const bix_bench::ScratchFile file(
+      bix_bench::AsSettings(MakeSections(static_cast<std::size_t>(state.range(0)))));
+  bix::CRgFile settings(nullptr);
+  Need(settings.Load(file.Path().c_str()) == 0, "the settings do not load");
+  for (auto _ : state) Need(settings.Save(nullptr) == 0, "the settings are not saved");
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void SaveGlib(benchmark::State& state) {
+  const bix_bench::ScratchFile file(
+      bix_bench::AsIni(MakeSections(static_cast<std::size_t>(state.range(0)))));
+  GKeyFile* settings = g_key_file_new();
+  Need(g_key_file_load_from_file(settings, file.Path().c_str(), G_KEY_FILE_NONE, nullptr) != 0,
+       "the key file does not load");
+  for (auto _ : state)
+    Need(g_key_file_save_to_file(settings, file.Path().c_str(), nullptr) != 0,
+         "the key file is not saved");
+  g_key_file_free(settings);
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+BENCHMARK_CAPTURE(LoadBix, sections, MakeSections)
+    ->Name("registry/load/bix")
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000);
+BENCHMARK_CAPTURE(LoadGlib, sections, MakeSections)
+    ->Name("registry/load/glib")
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000);
+BENCHMARK_CAPTURE(LoadBix, one, MakeOneSection)
+    ->Name("registry/load_one_section/bix")
+    ->Arg(100)
+    ->Arg(10000)
+    ->Arg(100000);
+BENCHMARK_CAPTURE(LoadGlib, one, MakeOneSection)
+    ->Name("registry/load_one_section/glib")
+    ->Arg(100)
+    ->Arg(10000)
+    ->Arg(100000);
+BENCHMARK(LookupBix)->Name("registry/lookup/bix")->Arg(100000);
+BENCHMARK(LookupGlib)->Name("registry/lookup/glib")->Arg(100000);
+BENCHMARK(SaveBix)->Name("registry/save/bix")->Arg(10000)->Arg(100000);
+BENCHMARK(SaveGlib)->Name("registry/save/glib")->Arg(10000)->Arg(100000);
+
+}  // namespace
