@@ -1,0 +1,139 @@
+// What happens when there is no memory left: every allocation of an operation fails in turn, and
+// each time everything made so far is released and the tree can still be used.
+//
+// This program replaces the global operator new of the library too.
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "bix/registry.h"
+#include "bix/settingsfile.h"
+#include "registry/registry_test_support.h"
+
+namespace {
+
+long s_liveAllocations = 0;
+long s_allocationsUntilFailure = -1;  // negative: none fails
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (s_allocationsUntilFailure == 0) throw std::bad_alloc();
+  if (s_allocationsUntilFailure > 0) --s_allocationsUntilFailure;
+  void* room = std::malloc(size != 0 ? size : 1);
+  if (room == nullptr) throw std::bad_alloc();
+  ++s_liveAllocations;
+  return room;
+}
+void operator delete(void* room) noexcept {
+  if (room == nullptr) return;
+  --s_liveAllocations;
+  std::free(room);
+}
+void operator delete(void* room, std::size_t) noexcept { operator delete(room); }
+
+namespace {
+
+using bix::CDefRgKey;
+using bix::CRgAttribute;
+using bix::CRgFile;
+using bix::CRgKey;
+using bix::CRgLoader;
+using bix::CRgValue;
+
+/// Runs `operation` with its first, second, ... allocation failing until it succeeds, and returns
+/// how often it failed.
+int FailEachAllocation(const std::function<void()>& operation) {
+  for (int failures = 0;; ++failures) {
+    s_allocationsUntilFailure = failures;
+    try {
+      operation();
+      s_allocationsUntilFailure = -1;
+      return failures;
+    } catch (const std::bad_alloc&) {
+      s_allocationsUntilFailure = -1;
+    }
+  }
+}
+
+TEST(RegistryMemory, LoadReleasesWhatItMadeAndTheLoaderStaysUsable) {
+  bix_test::Directory directory;
+  const std::string longText(100, 'x');
+  const std::string path =
+      directory.Write("a.tot", "[A long name of a key/B" + longText + "](Kind=" + longText +
+                                   ", K=V)\n\"n" + longText + "\"=\"" + longText + "\"(\"p\"=\"" +
+                                   longText + "\",q=1)\n\"m\"=" + longText + "\n\"o\"=12\n");
+  CDefRgKey expected("");
+  ASSERT_EQ(0, CRgLoader(expected).Load(path.c_str()));
+  const std::string want = bix_test::Describe(&expected);
+
+  const long before = s_liveAllocations;
+  {
+    CDefRgKey root("");
+    CRgLoader loader(root);
+    const int failures = FailEachAllocation([&] {
+      root.Empty();
+      EXPECT_EQ(0, loader.Load(path.c_str()));
+    });
+    EXPECT_GT(failures, 10);
+    EXPECT_EQ(want, bix_test::Describe(&root));
+  }
+  EXPECT_EQ(before, s_liveAllocations);
+}
+
+TEST(RegistryMemory, PathOperationsReleaseWhatTheyMade) {
+  const std::string longText(100, 'x');
+  const long before = s_liveAllocations;
+  {
+    CRgFile file(nullptr);
+    const std::string path = "a/" + longText + "/c";
+    EXPECT_GT(FailEachAllocation([&] { file.CreateKey(path.c_str(), longText.c_str(), "v"); }), 3);
+    EXPECT_GT(FailEachAllocation(
+                  [&] { file.SetValue(path.c_str(), longText.c_str(), longText.c_str()); }),
+              1);
+    EXPECT_GT(FailEachAllocation([&] {
+                file.SetAttributeValue(path.c_str(), "w", "x", longText.c_str(), longText.c_str());
+              }),
+              1);
+    EXPECT_EQ("a\n " + longText + "\n  c\n   " + longText + "=" + longText + ":0\n   w=x:0(" +
+                  longText + "=" + longText + ")\n",
+              bix_test::Describe(file.GetKeyRoot()));
+  }
+  EXPECT_EQ(before, s_liveAllocations);
+}
+
+TEST(RegistryMemory, AddingIsDoneWholeOrNotAtAll) {
+  const long before = s_liveAllocations;
+  {
+    CDefRgKey key("");
+    for (int i = 0; i < 40; ++i) {
+      const std::string name = "value " + std::to_string(i);
+      FailEachAllocation([&] { key.CreateValue(name.c_str(), 0, "", nullptr); });
+      FailEachAllocation([&] { key.CreateKey(name.c_str(), nullptr); });
+      ASSERT_EQ(i + 1, key.GetValueCount());
+      ASSERT_EQ(i + 1, key.GetKeyCount());
+      if (i % 7 == 0) {
+        ASSERT_NE(nullptr, key.FindValue(name.c_str()));
+      }
+    }
+  }
+  EXPECT_EQ(before, s_liveAllocations);
+}
+
+TEST(RegistryMemory, SetAttributesThatFailsLeavesThemToTheCaller) {
+  const long before = s_liveAllocations;
+  {
+    CDefRgKey key("");
+    bix::MList<CRgAttribute*> list;
+    for (int i = 0; i < 20; ++i) list.AddTail(new CRgAttribute("n", "v"));
+    EXPECT_GT(FailEachAllocation([&] { key.SetAttributes(&list); }), 0);
+    EXPECT_EQ(20, key.GetAttributeList()->GetCount());
+  }
+  EXPECT_EQ(before, s_liveAllocations);
+}
+
+}  // namespace
