@@ -15,8 +15,11 @@ const char* TextOf(const char* text) { return text != nullptr ? text : ""; }
 
 bool SameText(const char* left, const char* right) { return std::strcmp(left, right) == 0; }
 
-/// Keys below this nesting of Empty calls are set aside and deleted one after the other, so that a
-/// tree of any depth is taken apart with a bounded stack.
+// CHOICE(deep-tree-order): keys below this nesting of Empty calls are set aside and deleted one
+// after the other, when their parents are gone, so that a tree of any depth is taken apart with a
+// bounded stack. The order in which destructors begin stays. Test:
+// RegistryKey.WideKeysAtAnyDepthAreDeletedInListOrder,
+// SettingsWriter.DumpKeepsOrderAndPathsAtAnyDepth
 constexpr int kMaxNestedEmpty = 64;
 
 // Static storage, one per thread: the nesting of CRgKey::Empty, and the keys set aside by the calls
@@ -162,7 +165,9 @@ bool CRgKey::AddValue(CRgValue* value) {
 bool CRgKey::RemoveValue(CRgValue* value) { return Unlink(m_values, value); }
 
 void CRgKey::SetAttributes(MList<CRgAttribute*>* attributes) {
-  if (attributes == &m_attributes) return;  // they are this key's already
+  // CHOICE(set-own-attributes): the key's own list would be deleted and then listed again; they are
+  // this key's already. Test: RegistryKey.SetAttributesWithItsOwnListKeepsThem
+  if (attributes == &m_attributes) return;
   DeleteElements(m_attributes);
   if (attributes == nullptr) return;
   try {
@@ -312,11 +317,13 @@ bool CDefRgKey::AddValue(CRgValue* value) {
 bool CDefRgKey::RemoveValue(CRgValue* value) {
   // COMPAT(remove-clears-name): the entry of the name goes even when it points at another element
   // of that name, which then is listed but no longer found.
-  // Test: RegistryIndexCompat.RemovingEitherDuplicateUnindexesTheName
+  // Tests: RegistryIndexCompat.RemovingEitherDuplicateUnindexesTheName,
+  // RegistryIndexCompat.RemovingAForeignObjectUnindexesItsName
   if (m_areValuesUnindexed.load(std::memory_order_relaxed)) IndexValues();
   const bool hasFoundIt = RemoveName(m_valueIndex, m_plainValues, value->GetName()) == value;
   if (!hasFoundIt) {
-    // An entry under an earlier name would point at an object that the caller may delete next.
+    // CHOICE(purge-renamed): an entry under an earlier name would point at an object that the
+    // caller may delete next. Test: RegistryIndex.RemovedValueIsFoundUnderNoneOfItsNames
     if (const auto* plain = dynamic_cast<CDefRgValue*>(value);
         plain != nullptr && plain->m_isRenamed)
       if (m_plainValues.Find(plain->GetIndexName()) == plain)

@@ -83,6 +83,9 @@ CRgKey* CRgFile::CreateKey(const char* path, const char* attributeName,
 }
 
 void CRgFile::RemoveKey(CRgKey* key) {
+  // COMPAT(default-keys-stay): keys of the default layer have no parent link, so here and in
+  // DestroyKey nothing happens to them.
+  // Test: RegistryFileCompat.DefaultKeysAreNeitherRemovedNorDestroyed
   for (; key != nullptr && key->GetParent() != nullptr; key = key->GetParent()) {
     // COMPAT(remove-key-walks-up): a key with contents is passed over, towards the root, which ends
     // at a key without parent. In effect only an empty key is detached, and the caller owns it.
@@ -107,6 +110,8 @@ const char* CRgFile::GetValue(const char* path, const char* valueName) const {
 }
 
 bool CRgFile::SetValue(const char* path, const char* valueName, const char* value) {
+  // CHOICE(set-value-refused): where the layer refuses a key or the value, nothing changes; here
+  // and in the operations below. Test: RegistryFile.WhatTheLayerRefusesChangesNothing
   CRgKey* key = MakeWayToKey(m_root, path);
   if (key == nullptr) return false;
   if (CRgValue* found = key->FindValue(valueName)) {

@@ -112,8 +112,9 @@ class PathText {
   std::vector<Block> m_blocks;
 };
 
-/// Down to this depth a key's Dump calls the Dump of its sub-keys from inside. Deeper ones are set
-/// aside and called, in the same order, by the key at the bound, so that the stack stays bounded.
+/// Down to this depth, as in CRgKey::Empty, a key's Dump calls the Dump of its sub-keys from
+/// inside. Deeper ones are set aside and called, in the same order, by the key at the bound, so
+/// that the stack stays bounded.
 constexpr int kMaxNestedDump = 64;
 
 /// The writing of one tree, shared by the nested Dump calls of a thread.

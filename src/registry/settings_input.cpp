@@ -29,12 +29,15 @@ SettingsInput::SettingsInput(int fd) : m_fd(fd) {
 }
 
 bool SettingsInput::Fill() {
+  // CHOICE(reader-nul-lasts): an end has no beyond, also where a rule reads on after it.
+  // Test: SettingsReaderCompat.NulByteEndsTheFile
   if (m_hasEnded) return false;
   (void)GetTokenPlace();
   (void)ResolvePlace(m_end);
   char* block = m_block.get();
   m_sizeBefore += static_cast<std::size_t>(m_end - block);
-  // A pipe or terminal is read byte by byte: what follows the settings stays there for its reader.
+  // CHOICE(reader-pipe): a pipe or terminal is read byte by byte, so that what follows the settings
+  // stays there for its reader. Test: SettingsReader.PipeIsReadNoFurtherThanTheSettings
   const std::size_t length = Read(block, m_blockSize);
   // COMPAT(reader-nul-ends-file): the first NUL byte is the end of the file, and reading to it is a
   // success; what follows is never looked at. Test: SettingsReaderCompat.NulByteEndsTheFile

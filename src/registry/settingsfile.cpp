@@ -155,7 +155,9 @@ int CRgLoader::Load(const char* fileName) {
   reading.Start();
   ReadSections();
   if (m_input->GetErrorNumber() != 0) {
-    // A file that breaks off is not a short file: whoever saves next would lose the rest of it.
+    // CHOICE(reader-read-error): a file that breaks off, or is a directory, is not a short file:
+    // whoever saves next would lose the rest of it. Tests: SettingsReader.ADirectoryCannotBeRead,
+    // SettingsReader.AFileThatFailsWhileItIsReadIsAFailure
     m_error.errorNumber = m_input->GetErrorNumber();
     m_error.expected = "a file that can be read to its end";
     return 1;
@@ -419,6 +421,8 @@ void CRgLoader::ReadKeyAttributes() {
     NextAttribute();
     const SString name = m_token;
     NextToken();
+    // COMPAT(reader-key-attribute-dropped): a name without "=" ends the list, and the section goes
+    // on behind the next token. Test: SettingsReaderCompat.KeyAttributeWithoutEqualsIsDropped
     if (m_kind != kEquals) return NoteDeviation(kExpectedAttributeEquals);
     NextAttribute();
     AddAttribute(name.c_str());
@@ -437,7 +441,8 @@ void CRgLoader::HandOverKeyAttributes() {
   if (m_attributes.IsEmpty()) return;
   if (m_key == nullptr && m_lastKey != nullptr) {
     m_key = m_lastKey->UseAttributes(&m_attributes, m_component.c_str());
-    // The key may have been made with the attributes already.
+    // CHOICE(reader-use-attributes): the key may have been made with the attributes; one that was
+    // not gets them below. Test: SettingsReaderLayers.UseAttributesGetsTheRefusedComponent
     if (m_key != nullptr &&
         m_key->GetAttributeList()->Find(m_attributes.GetAt(m_attributes.GetHeadPosition())))
       return m_attributes.RemoveAll();
@@ -498,6 +503,8 @@ void CRgLoader::TakeValueName() {
 /// Makes a value of the name kept; `text` is ended by a zero byte.
 void CRgLoader::MakeValue(std::string_view text) {
   if (m_key == nullptr) return DeleteAttributes();
+  // COMPAT(reader-values-are-texts): the type is 0 whatever the token was, so a bare word or number
+  // is written back quoted. Test: SettingsWriterCompat.BareTypesAreQuotedAfterALoad
   CRgValue* const value = m_plainKey != nullptr
                               ? m_plainKey->CreateTextValue({m_valueName, m_valueNameSize}, text)
                               : m_key->CreateValue(m_valueName, 0, text.data(), &m_attributes);
@@ -525,6 +532,8 @@ void CRgLoader::ReadValueAttributes() {
 /// them or none; those it left are added here. Without a value they are deleted.
 void CRgLoader::HandOverAttributes(CRgValue* value) {
   if (value == nullptr) return DeleteAttributes();
+  // CHOICE(reader-value-attributes): the default layer takes none in CreateValue, and still they
+  // read back. Test: SettingsReaderLayers.ValueGetsTheAttributesItsLayerLeft
   std::vector<const CRgAttribute*> held;
   for (void* position = value->GetFirstAttributePosition(); position != nullptr;)
     held.push_back(value->GetNextAttribute(position));
