@@ -32,19 +32,26 @@ bool CanBeReadAgain(const char* target) {
   return stat(target, &status) != 0 || !(S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
 }
 
-/// True when a regular file holds a zero byte, behind which the reader sees nothing.
-bool HoldsZeroByte(const char* target) {
-  const impl::ScopedFd file(open(target, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+/// Sets `holds` to whether a regular file holds a zero byte, behind which the reader sees nothing;
+/// 0, or the error number of a file that cannot be read.
+int FindZeroByte(const char* target, bool& holds) {
+  holds = false;
+  impl::ScopedFd file;
+  do {
+    file.Reset(open(target, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  } while (!file.IsOpen() && errno == EINTR);
   struct stat status;
-  if (file.Get() < 0 || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  if (!file.IsOpen() || fstat(file.Get(), &status) != 0) return errno;
+  if (!S_ISREG(status.st_mode)) return 0;
   char block[1 << 14];
   for (;;) {
     const ssize_t size = read(file.Get(), block, sizeof block);
     if (size < 0 && errno == EINTR) continue;
-    if (size <= 0) return false;  // one that cannot be read fails later, where it is read for good
-    if (std::string_view(block, static_cast<std::size_t>(size)).find('\0') !=
-        std::string_view::npos)
-      return true;
+    if (size < 0) return errno;
+    if (size == 0) return 0;
+    holds = std::string_view(block, static_cast<std::size_t>(size)).find('\0') !=
+            std::string_view::npos;
+    if (holds) return 0;
   }
 }
 
@@ -135,8 +142,13 @@ int COptionFile::Save(const char* fileName) {
   // as a whole.
   if (const int error = file.Lock()) return error;
   int result;
-  if (access(target.c_str(), F_OK) != 0 || !CanBeReadAgain(target.c_str()))
+  // Only what is known to be missing gets the whole tree: that would wipe out what others keep in a
+  // file that merely cannot be looked at just now.
+  const int accessError = access(target.c_str(), F_OK) == 0 ? 0 : errno;
+  if (accessError == ENOENT || (accessError == 0 && !CanBeReadAgain(target.c_str())))
     result = SaveWholeTree(file, *m_root);
+  else if (accessError != 0)
+    result = accessError;
   else if (access(target.c_str(), W_OK) != 0)
     result = errno;
   else
@@ -149,7 +161,10 @@ int COptionFile::SaveIncrementally(impl::DurableFile& file, const char* target) 
   // CHOICE(save-over-zero-byte): the reader ends at a zero byte, with success. What a crash of the
   // machine left behind one would be gone with this save, so the bytes are kept beside the file.
   // Test: OptionFileChoice.BytesBehindAZeroByteAreSetAside
-  if (HoldsZeroByte(target))
+  bool holdsZeroByte = false;
+  // A file that cannot be read counts as such in all of the save: 1.
+  if (FindZeroByte(target, holdsZeroByte) != 0) return 1;
+  if (holdsZeroByte)
     if (const int error = impl::CopyAside(target)) return error;
   if (const int error = file.Open()) return error;
   CIncrSaveContext context(file.GetStream(), static_cast<COptRgKey*>(m_root));

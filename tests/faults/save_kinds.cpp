@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include "bix/optionfile.h"
+#include "bix/options.h"
 #include "bix/settingsfile.h"
 
 namespace bix_test {
@@ -14,6 +16,7 @@ const std::string kLongText(150'000, 'L');
 SaveKind SettingsKind() {
   SaveKind kind;
   kind.name = "Settings";
+  kind.readsTarget = false;
   kind.oldText = "\n[Old]\n\n\"a\"=\"1\" \n";
   kind.newText = "\n[General/Editor]\n\n\"Font\"=\"Mono 12\" \n\"Long\"=\"" + kLongText + "\" \n";
   kind.newTextAlone = kind.newText;
@@ -26,10 +29,44 @@ SaveKind SettingsKind() {
   return kind;
 }
 
+const bix::COption kEditorOptions[] = {
+    {"Font", 1, "Sans 10"}, {"Gone", 1, ""}, {"Long", 1, ""}, {}};
+const bix::COptionSet kEditorSet = {"Editor", kEditorOptions, 3};
+const bix::CCategory kEditor = {"Editor", nullptr, 0, &kEditorSet};
+const bix::CCategory* const kBelowGeneral[] = {&kEditor, nullptr};
+const bix::CCategory kGeneral = {"General", kBelowGeneral, 1, nullptr};
+
+/// An option file over a file that holds what other components wrote.
+SaveKind OptionKind() {
+  const std::string ours = "\"Long\"=\"" + kLongText + "\" \n";
+  SaveKind kind;
+  kind.name = "Option";
+  kind.readsTarget = true;
+  kind.oldText =
+      "\n[General/Editor]\n\n\"Font\"=\"Sans 10\" \n\"Gone\"=\"old\" \n"
+      "\"Theirs\"=\"keep me\" (\"a\"=\"1\" )\n"
+      "\n[Theirs/Deep] (k=v, l=w)\n\n\"x\"=\"y\" \n";
+  kind.newText =
+      "\n[General/Editor]\n\n\"Font\"=\"Mono 12\" \n"
+      "\"Theirs\"=\"keep me\" (\"a\"=\"1\" )\n" +
+      ours + "\n[Theirs/Deep] (k=v, l=w)\n\n\"x\"=\"y\" \n";
+  kind.newTextAlone = "\n[General/Editor]\n\n\"Font\"=\"Mono 12\" \n" + ours;
+  kind.prepare = [](const std::string& path) {
+    auto manager = std::make_shared<bix::COptionManager>();
+    manager->AddCategory(&kGeneral);
+    auto file = std::make_shared<bix::COptionFile>(manager.get());
+    file->SetValue("General/Editor", "Font", "Mono 12");
+    file->SetValue("General/Editor", "Long", kLongText.c_str());
+    // The file goes before the manager.
+    return [manager, file, path] { return file->Save(path.c_str()); };
+  };
+  return kind;
+}
+
 }  // namespace
 
 const std::vector<SaveKind>& SaveKinds() {
-  static const auto* const kinds = new std::vector<SaveKind>{SettingsKind()};
+  static const auto* const kinds = new std::vector<SaveKind>{SettingsKind(), OptionKind()};
   return *kinds;
 }
 

@@ -12,6 +12,7 @@ namespace bix_test {
 
 struct SaveKind {
   const char* name;
+  bool readsTarget;          // a save reads the old file, and 1 means that it could not
   std::string oldText;       // of a file that is there already
   std::string newText;       // what a save makes of it
   std::string newTextAlone;  // what a save writes where no file is

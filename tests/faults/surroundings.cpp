@@ -26,6 +26,13 @@ int WaitFor(pid_t child) {
 
 }  // namespace
 
+std::string InShort(const std::string& text) {
+  constexpr std::size_t kShown = 400;
+  if (text.size() <= 2 * kShown) return text;
+  return text.substr(0, kShown) + "<" + std::to_string(text.size()) + " bytes, hash " +
+         std::to_string(std::hash<std::string>{}(text)) + ">" + text.substr(text.size() - kShown);
+}
+
 std::map<std::string, std::string> Listing(const std::string& directory) {
   std::map<std::string, std::string> listing;
   for (const auto& entry : std::filesystem::directory_iterator(directory)) {
@@ -35,7 +42,7 @@ std::map<std::string, std::string> Listing(const std::string& directory) {
     } else if (entry.is_directory()) {
       text = "<directory>";
     } else if (entry.is_regular_file()) {
-      text = ReadWholeFile(entry.path().string());
+      text = InShort(ReadWholeFile(entry.path().string()));
     } else {
       text = "<other>";
     }

@@ -12,8 +12,11 @@
 
 namespace bix_test {
 
-/// Names and texts of the files of a directory; "<directory>", "<link>" and "<other>" stand for the
-/// text of what is no regular file.
+/// A long text in short, but for equality as good as itself, so that failures can be read.
+std::string InShort(const std::string& text);
+
+/// Names and texts, in short, of the files of a directory; "<directory>", "<link>" and "<other>"
+/// stand for the text of what is no regular file.
 std::map<std::string, std::string> Listing(const std::string& directory);
 
 /// The open descriptors of this process.

@@ -54,7 +54,7 @@ Function* Real(Function*, const char* symbol) {
 template <class Name>
 int Note(const char* function, Name name) {
   SystemFaults* faults = t_faults;
-  if (faults == nullptr) return 0;
+  if (faults == nullptr || faults->IsOver()) return 0;
   t_faults = nullptr;  // what the bookkeeping itself calls does not count
   const int kept = errno;
   const int error = faults->Note(function, NameOf(name));
@@ -67,9 +67,6 @@ int Note(const char* function, Name name) {
 
 SystemFaults::SystemFaults() {
   if (t_faults != nullptr) std::abort();
-  for (int fd = 3; fd < 256; ++fd) {
-    if (IsInheritable(fd)) m_inheritableBefore.push_back(fd);
-  }
   t_faults = this;
 }
 
@@ -87,11 +84,18 @@ void SystemFaults::FailAll(const std::string& beginning, int error) {
 
 void SystemFaults::KillAtCall(std::size_t number) { m_killingCall = number; }
 
+void SystemFaults::WatchDescriptors() {
+  m_isWatching = true;
+  for (int fd = 3; fd < 256; ++fd) {
+    if (IsInheritable(fd)) m_inheritableBefore.push_back(fd);
+  }
+}
+
 void SystemFaults::Shorten(std::size_t bytes) { m_limit = bytes; }
 
 int SystemFaults::Note(const char* function, const std::string& name) {
   m_calls.push_back(std::string(function) + " " + name);
-  NoteInheritable();
+  if (m_isWatching) NoteInheritable();
   if (m_calls.size() == m_killingCall) ::kill(::getpid(), SIGKILL);
   if (m_calls.size() == m_failingCall) return m_error;
   if (m_beginningError != 0 && m_calls.back().rfind(m_failingBeginning, 0) == 0)

@@ -49,12 +49,15 @@ class SystemFaults {
   /// function: "open", also for open64.
   const std::vector<std::string>& Calls() const { return m_calls; }
 
-  /// The descriptors above 2 that were open at some call and would have reached a program started
-  /// by exec then, each as in Calls(); those that were so from the start are left out.
+  /// From now on every call looks for descriptors that would reach a program started by exec.
+  void WatchDescriptors();
+  /// Those it has found above 2, each behind the call, but for those from before the watch.
   const std::vector<std::string>& Inheritable() const { return m_inheritable; }
 
   /// For the replaced functions: notes a call; an error number when it is to fail, or 0.
   int Note(const char* function, const std::string& name);
+  /// The chosen call has failed; what follows it is not noted any more.
+  bool IsOver() const { return m_failingCall != 0 && m_calls.size() >= m_failingCall; }
   bool SkipsPause() { return m_skipsPauses && ++m_skippedPauses > 0; }
   int SkippedSeconds() const { return m_skippedPauses; }
   std::size_t Limit(std::size_t bytes) const { return bytes < m_limit ? bytes : m_limit; }
@@ -65,6 +68,7 @@ class SystemFaults {
   std::vector<std::string> m_calls;
   std::vector<std::string> m_inheritable;
   std::vector<int> m_inheritableBefore;
+  bool m_isWatching = false;
   std::size_t m_failingCall = 0;
   int m_error = 0;
   std::size_t m_killingCall = 0;
