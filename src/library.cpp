@@ -15,8 +15,9 @@
 namespace {
 
 /// Why DllMain is called.
-// COMPAT(dllmain-reasons): 0 is loading and 3 unloading, unlike the numbers of a Windows-compatibility
-// layer; everything but 0 does nothing. Test: LibraryEntryCompat.OnlyReasonZeroSetsTheHandleAndOnlyOnce
+// COMPAT(dllmain-reasons): 0 is loading and 3 unloading, unlike the numbers of a
+// Windows-compatibility layer; everything but 0 does nothing. Test:
+// LibraryEntryCompat.OnlyReasonZeroSetsTheHandleAndOnlyOnce
 enum DllReason : std::uint32_t { kDllLoaded = 0, kDllUnloaded = 3 };
 
 /// Told when the library comes and goes. Reached directly, past the exported name, which a host may

@@ -203,6 +203,16 @@ TEST(UserDirectories, OnlyOneMissingLevelAboveIsMade) {
   EXPECT_TRUE(std::filesystem::is_empty(home.Path()));
 }
 
+TEST(UserDirectories, APathThatIsTooLongIsEmpty) {
+  ScopedVariable variable("HOME", ("/" + std::string(1022, 'x')).c_str());
+  SPathName path;
+  EXPECT_TRUE(bix::BixGetUserPersonalDirectory(path));
+  EXPECT_EQ("/" + std::string(1022, 'x'), std::string(path));
+  variable.Set(("/" + std::string(1023, 'x')).c_str());
+  EXPECT_TRUE(bix::BixGetUserPersonalDirectory(path)) << "and no failure";
+  EXPECT_EQ("", std::string(path));
+}
+
 TEST(SharedTools, LieBelowTheirRoot) {
   const TempDirectory root;
   ScopedVariable variable("ZROOT", root.Path().c_str());

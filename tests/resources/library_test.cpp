@@ -222,6 +222,25 @@ TEST(ResourceGuard, WithoutARoutineNothingHappensInEnglish) {
   EXPECT_EQ("", reports.Text());
 }
 
+TEST(ResourceGuard, WithoutItsLibraryAModuleKeepsItsHandleAndHasNoTexts) {
+  const ScopedVariable variable("KESTRANE_ATELAN_LANGUAGE", "xx");
+  ScopedRecorder reports;
+  int anchor = 0;
+  HINSTANCE module = AsModule(&anchor);
+  const int before = g_registrations;
+  {
+    BixHandleResourceDLL guard("TOOL_R.DLL", &RegisterTexts, module);
+    EXPECT_EQ(AsModule(&anchor), module);
+    EXPECT_EQ(before, g_registrations);
+    ASSERT_EQ(1u, reports.messages.size());
+    const std::string start = "Loading of resource DLL \"TOOL_R.DLL\" failed.\nError reported: ";
+    EXPECT_EQ(start, reports.messages[0].substr(0, start.size()));
+    EXPECT_NE(std::string::npos, reports.messages[0].find("/TOOL_R.DLL: ")) << "why it failed";
+    EXPECT_EQ('\n', reports.messages[0].back());
+  }
+  EXPECT_EQ(1u, reports.messages.size());
+}
+
 TEST(ResourceGuard, IsTraced) {
   const ScopedVariable language("KESTRANE_ATELAN_LANGUAGE", "en");
   const ScopedVariable trace("QRD_DEBUG_RESOURCE", "");
