@@ -129,6 +129,14 @@ TEST(FormatCompat, PlaceholdersAreFoundAsPlainText) {
                         .str())
       << "found in a value filled in before";
   EXPECT_EQ("%x", (SFmt("%%1") << "x").str());
+  EXPECT_EQ("b", (SFmt("%%1") << "2"
+                              << "b")
+                     .str())
+      << "made of a '%' and a value";
+  EXPECT_EQ("c %3 b", (SFmt("%1 %3 %2") << "%3"
+                                        << "b"
+                                        << "c")
+                          .str());
   EXPECT_EQ("%% %d %s x", (SFmt("%% %d %s %1") << "x").str());
 }
 
