@@ -224,7 +224,7 @@ char* Climb(std::size_t levels, std::string_view rest) {
     errno = ERANGE;
   }
   if (rest.size() > kRelativeLimit - levels * up.size()) {
-    rest = {};
+    rest = "";
     errno = ERANGE;
   }
   NewText text(levels * up.size() + rest.size());
