@@ -1,6 +1,5 @@
 // Declared categories and options, and their mirror at run time.
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -89,14 +88,15 @@ CMgrCategory* CMgrCategory::FindCategory(const char* path) const {
 }
 
 CMgrCategory* CMgrCategory::FindCategory(const char* path, std::size_t length) const {
-  CMgrCategory* category =
-      const_cast<CMgrCategory*>(this);  // the interface hands out changeable ones
+  CMgrCategory* category = const_cast<CMgrCategory*>(this);  // the interface hands them out so
+  if (length == 0) return category;
   std::string_view rest(path, length);
-  while (category != nullptr && !rest.empty()) {
-    const std::size_t separator = std::min(rest.find('/'), rest.size());
+  for (bool isLast = false; category != nullptr && !isLast;) {
+    const std::size_t separator = rest.find('/');
+    isLast = separator == rest.npos;
     CMgrCategory* const* found = category->m_categories.PLookup(rest.substr(0, separator));
     category = found != nullptr ? *found : nullptr;
-    rest.remove_prefix(std::min(separator + 1, rest.size()));
+    if (!isLast) rest.remove_prefix(separator + 1);
   }
   return category;
 }
