@@ -505,7 +505,9 @@ TEST_F(OptionExplanation, TellsWhichFileGivesTheValueAndWhy) {
   for (std::size_t i = 0; i < 4; ++i) {
     SCOPED_TRACE(i);
     const bix::COptionExplanation::FileEntry& entry = explanation.files[i];
-    if (want[i].file != nullptr) EXPECT_EQ(want[i].file, entry.file);
+    if (want[i].file != nullptr) {
+      EXPECT_EQ(want[i].file, entry.file);
+    }
     EXPECT_EQ(entry.file->GetPathName(), entry.pathName);
     EXPECT_EQ(want[i].isHeld, entry.isHeld);
     EXPECT_EQ(want[i].text, entry.text);

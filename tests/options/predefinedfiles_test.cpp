@@ -118,14 +118,14 @@ TEST_F(PredefinedFilesCompat, BrokenInitFileIsLeftAsItIs) {
 
 TEST_F(PredefinedFiles, BrokenFileIsSetAsideEmptiedAndUsed) {
   MakeShared();
-  bix_test::WriteWholeFile(Shared("user.tot"), "[Editor/Display]\n\"Font\"=-\n");
+  bix_test::WriteWholeFile(Shared("user.tot"), "[Editor/Display]\n\"Font\"=-5\n");
   bix_test::WriteWholeFile(Shared("user.tot.bad-1"), "an earlier one");
   bix_test::WriteWholeFile(Shared("company.tot"), "[Editor/Display]\n\"TabWidth\"=3\n");
   manager.LoadPredefinedOptionFiles();
   EXPECT_EQ((std::vector<std::string>{Shared("user.tot"), Shared("company.tot")}), ListedPaths());
   EXPECT_EQ("", bix_test::ReadWholeFile(Shared("user.tot")));
   EXPECT_EQ("an earlier one", bix_test::ReadWholeFile(Shared("user.tot.bad-1")));
-  EXPECT_EQ("[Editor/Display]\n\"Font\"=-\n", bix_test::ReadWholeFile(Shared("user.tot.bad-2")));
+  EXPECT_EQ("[Editor/Display]\n\"Font\"=-5\n", bix_test::ReadWholeFile(Shared("user.tot.bad-2")));
   EXPECT_STREQ("3", manager.GetValue("Editor/Display", "TabWidth"));
   EXPECT_TRUE(manager.SetValue("Editor/Display", "Font", "Mono"));
   EXPECT_EQ(0, manager.SaveAllFiles());
