@@ -20,6 +20,9 @@
 
 #include <string>
 
+#include <string>
+#include <type_traits>
+
 #include "bix/export.h"
 #include "bix/text.h"
 
@@ -170,18 +173,46 @@ class BIX_EXPORT SPathName : public SString {
 /// Errors: text of 1024 bytes or more compares as "", errno is EINVAL.
 BIX_EXPORT bool operator==(const SPathName& left, const SPathName& right);
 BIX_EXPORT bool operator!=(const SPathName& left, const SPathName& right);
-BIX_EXPORT bool operator==(const SPathName& left, const SString& right);
-BIX_EXPORT bool operator!=(const SPathName& left, const SString& right);
-BIX_EXPORT bool operator==(const SString& left, const SPathName& right);
-BIX_EXPORT bool operator!=(const SString& left, const SPathName& right);
-BIX_EXPORT bool operator==(const SPathName& left, const std::string& right);
-BIX_EXPORT bool operator!=(const SPathName& left, const std::string& right);
-BIX_EXPORT bool operator==(const std::string& left, const SPathName& right);
-BIX_EXPORT bool operator!=(const std::string& left, const SPathName& right);
 BIX_EXPORT bool operator==(const SPathName& left, const char* right);
 BIX_EXPORT bool operator!=(const SPathName& left, const char* right);
 BIX_EXPORT bool operator==(const char* left, const SPathName& right);
 BIX_EXPORT bool operator!=(const char* left, const SPathName& right);
+
+// The same for other texts. They take part only when one side is a path already: as plain functions
+// they would compete for every comparison of two texts, because any text converts to a path.
+
+template <class Path, class = std::enable_if_t<std::is_base_of_v<SPathName, Path>>>
+bool operator==(const Path& left, const std::string& right) {
+  return left == right.c_str();
+}
+template <class Path, class = std::enable_if_t<std::is_base_of_v<SPathName, Path>>>
+bool operator!=(const Path& left, const std::string& right) {
+  return !(left == right.c_str());
+}
+template <class Path, class = std::enable_if_t<std::is_base_of_v<SPathName, Path>>>
+bool operator==(const std::string& left, const Path& right) {
+  return right == left.c_str();
+}
+template <class Path, class = std::enable_if_t<std::is_base_of_v<SPathName, Path>>>
+bool operator!=(const std::string& left, const Path& right) {
+  return !(right == left.c_str());
+}
+template <class Path, class = std::enable_if_t<std::is_base_of_v<SPathName, Path>>>
+bool operator==(const Path& left, const SString& right) {
+  return left == right.c_str();
+}
+template <class Path, class = std::enable_if_t<std::is_base_of_v<SPathName, Path>>>
+bool operator!=(const Path& left, const SString& right) {
+  return !(left == right.c_str());
+}
+template <class Path, class = std::enable_if_t<std::is_base_of_v<SPathName, Path>>>
+bool operator==(const SString& left, const Path& right) {
+  return right == left.c_str();
+}
+template <class Path, class = std::enable_if_t<std::is_base_of_v<SPathName, Path>>>
+bool operator!=(const SString& left, const Path& right) {
+  return !(right == left.c_str());
+}
 
 /// Whether `text` begins with an ASCII letter, any ASCII letters and digits, and ":".
 ///

@@ -218,18 +218,6 @@ bool SPathName::CreateDirectoryA() {
 bool operator==(const SPathName& left, const SPathName& right) { return left.Compare(right) == 0; }
 bool operator!=(const SPathName& left, const SPathName& right) { return !(left == right); }
 
-bool operator==(const SPathName& left, const SString& right) { return left == SPathName(right); }
-bool operator!=(const SPathName& left, const SString& right) { return !(left == right); }
-bool operator==(const SString& left, const SPathName& right) { return right == left; }
-bool operator!=(const SString& left, const SPathName& right) { return !(right == left); }
-
-bool operator==(const SPathName& left, const std::string& right) {
-  return left == SPathName(right.c_str());
-}
-bool operator!=(const SPathName& left, const std::string& right) { return !(left == right); }
-bool operator==(const std::string& left, const SPathName& right) { return right == left; }
-bool operator!=(const std::string& left, const SPathName& right) { return !(right == left); }
-
 bool operator==(const SPathName& left, const char* right) { return left == SPathName(right); }
 bool operator!=(const SPathName& left, const char* right) { return !(left == right); }
 bool operator==(const char* left, const SPathName& right) { return right == left; }

@@ -719,4 +719,21 @@ TEST(PathNameCreateDirectory, TheRootExists) {
 
 TEST(PathNameCreateDirectory, AnEmptyPathIsNone) { EXPECT_FALSE(SPathName().CreateDirectoryA()); }
 
+TEST(PathNameComparison, OtherTextsStillCompareAsTexts) {
+  const bix::SString text("a\\b");
+  const std::string plain("a\\b");
+  const SPathName path("a/b");
+  EXPECT_TRUE(text == bix::SString("a\\b"));
+  EXPECT_TRUE("a\\b" == text);
+  EXPECT_TRUE(text != "a/b");
+  EXPECT_TRUE(text == plain);
+  EXPECT_TRUE(plain == text);
+  EXPECT_TRUE(path == text);  // a path on one side: the other one is normalised
+  EXPECT_TRUE(text == path);
+  EXPECT_TRUE(path == plain);
+  EXPECT_TRUE(plain == path);
+  EXPECT_FALSE(path != text);
+  EXPECT_FALSE(plain != path);
+}
+
 }  // namespace
