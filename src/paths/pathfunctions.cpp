@@ -162,7 +162,12 @@ void ExpandHome(Expansion& out) {
   if (text.empty() || text[0] != '~') return;
   const std::size_t end = std::min(text.find('/'), text.size());
   std::string home;
-  if (FindHome(std::string(text.substr(1, end - 1)), home)) out.ReplaceStart(end, home);
+  // The look-up leaves errno changed whether it finds the user or not; what did not fit before is
+  // still to be told.
+  const int error = errno;
+  const bool isFound = FindHome(std::string(text.substr(1, end - 1)), home);
+  errno = error;
+  if (isFound) out.ReplaceStart(end, home);
 }
 
 /// A text in which every "\" reads as "/". Keeps the text itself when it has none.

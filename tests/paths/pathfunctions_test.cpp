@@ -222,6 +222,19 @@ TEST_F(FilenameExpandHome, AnUnknownUserStays) {
   }
 }
 
+TEST_F(FilenameExpandHome, TheLookUpOfAUserKeepsErrno) {
+  const ScopedVariable huge("BIX_T_HUGE", std::string(5000, 'h').c_str());
+  for (const char* path : {"~$(BIX_T_HUGE)", "~/$(BIX_T_HUGE)", "~no-such-user/$(BIX_T_HUGE)"}) {
+    SCOPED_TRACE(path);
+    errno = 0;
+    (void)filename_expand(path);
+    EXPECT_EQ(ERANGE, errno);
+  }
+  errno = 0;
+  EXPECT_STREQ("~no-such-user", filename_expand("~no-such-user"));
+  EXPECT_EQ(0, errno);
+}
+
 TEST_F(FilenameExpandHome, AHomeDirectoryWithoutRoomIsNotPutIn) {
   // Some user whose home directory is longer than "~name"; "nobody" is one on most systems.
   std::string tilde;
