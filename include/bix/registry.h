@@ -1,7 +1,33 @@
 #ifndef BIX_REGISTRY_H_
 #define BIX_REGISTRY_H_
 
-/// A settings document in memory: a tree of keys with values and attributes.
+/// A settings document in memory: a tree of named keys with values and attributes, and its file.
+///
+///   bix::CRgFile settings(nullptr);
+///   if (settings.Load("editor.tot") != 0) Report(settings.GetLoadError());
+///   const char* font = settings.GetValue("Display/Text", "Font");
+///   settings.SetValue("Display/Text", "Font", "Mono 12");
+///   settings.Save(nullptr);
+///
+/// CRgKey and CRgValue fix the shape of the tree and what is done with it; a layer derived from
+/// them decides what is kept and how it is found. CDefRgKey and CDefRgValue are the default layer:
+/// they keep everything and find it by an index of names. docs/settings-format.md describes the
+/// file.
+///
+/// Names: compared exactly, byte by byte and case-sensitively. A null text counts as "".
+/// Positions: an opaque position is null when there is no element, and behind the last one. It
+/// stays
+///   valid until its own element is removed.
+///     for (void* position = key->GetFirstValuePosition(); position != nullptr;)
+///       Show(key->GetNextValue(position));
+/// Owner: a key owns its sub-keys, values and attributes, a value its attributes, a file its root.
+///   Removing only unlinks; Empty and the destructors delete. Elements are heap objects made with
+///   `new`. Texts handed out are owned by their element, valid until it is changed or deleted.
+/// Errors: look-ups return null, removals false. std::bad_alloc when there is no memory; what was
+///   being made is released then.
+/// Encoding: bytes in the process's multibyte encoding, kept as they are.
+/// Threads: one tree is not changed from two threads at once. Several threads may read one that
+///   nobody changes.
 
 #include <atomic>
 #include <cstddef>
@@ -93,8 +119,10 @@ class NameIndex : public NameIndexBase {
 
 }  // namespace impl
 
+/// A named text attached to a key or a value.
 class BIX_EXPORT CRgAttribute {
  public:
+  /// Both texts are copied.
   CRgAttribute(const char* name, const char* value) : m_name(name), m_value(value) {}
   CRgAttribute(const CRgAttribute&) = delete;
   CRgAttribute& operator=(const CRgAttribute&) = delete;
@@ -109,13 +137,17 @@ class BIX_EXPORT CRgAttribute {
   SString m_value;
 };
 
+/// A value of a key: a name, a text, a type and attributes. How they are stored is up to the layer.
 class BIX_EXPORT CRgValue {
  public:
+  /// 0 for text, which is written quoted; the text of any other type is written bare. Option values
+  /// use 1 and 2. What the loader and the operations by path make has type 0.
   using RvType = std::int32_t;
 
   CRgValue() = default;
   CRgValue(const CRgValue&) = delete;
   CRgValue& operator=(const CRgValue&) = delete;
+  /// Deletes the attributes.
   virtual ~CRgValue();                           // slot 1
   virtual const char* GetName() const = 0;       // slot 2
   virtual const char* GetValue() const = 0;      // slot 3
@@ -123,23 +155,43 @@ class BIX_EXPORT CRgValue {
   virtual void SetName(const char* name) = 0;    // slot 5
   virtual void SetType(RvType type) = 0;         // slot 6
   virtual void SetValue(const char* value) = 0;  // slot 7
-  virtual bool Dump(std::FILE* file);            // slot 8
+  /// Writes the line of this value, with the static Dump. True.
+  virtual bool Dump(std::FILE* file);  // slot 8
 
+  /// Writes the line of a value. The result is true; a failed write shows in `ferror` of the file.
+  ///
+  ///   "Name", 0, "Text", null        => "Name"="Text" LF       with a blank before the line feed
+  ///   "Name", 1, "true", null        => "Name"=true LF
+  ///   "Name", 0, "Text", (p=1)       => "Name"="Text" ("p"="1" )LF
+  ///   "Name", 2, "5", (p=1, q=2)     => "Name"=5 ("p"=1 "q"=2 )LF
+  ///
+  /// Nothing is escaped, and attributes are separated by a blank: a value with a quote in its name
+  /// or text, or with two attributes, does not read back.
+  ///
+  /// Owner: everything is borrowed for the call; `attributes` may be null.
   static bool Dump(std::FILE* file, const char* name, RvType type, const char* value,
                    MList<CRgAttribute*>* attributes);
 
+  /// The list itself. Owner: owned by the value, valid as long as it.
   MList<CRgAttribute*>* GetAttributeList() { return &m_attributes; }
   int GetAttributeCount() const { return m_attributes.GetCount(); }
   void* GetFirstAttributePosition() const { return m_attributes.GetHeadPosition(); }
   CRgAttribute* GetNextAttribute(void*& position) const { return m_attributes.GetNext(position); }
+  /// Appends an attribute. Owner: adopted; the value deletes it.
   void AddAttribute(CRgAttribute* attribute);
+  /// The text of the first attribute of this name, or null.
   const char* GetAttributeValue(const char* name) const;
+  /// Replaces the text of the first attribute of this name, or appends one.
   void SetAttributeValue(const char* name, const char* value);
 
  private:
   MList<CRgAttribute*> m_attributes;
 };
 
+/// A value of the default layer: holds its name, text and type itself.
+///
+/// A key goes on finding it under the name it had when it was added: SetName changes what is
+/// written, not what is found.
 class BIX_EXPORT CDefRgValue : public CRgValue {
  public:
   CDefRgValue(const char* name, RvType type, const char* value);
@@ -178,27 +230,62 @@ class BIX_EXPORT CDefRgValue : public CRgValue {
   bool m_isRenamed = false;
 };
 
+/// A key: a named node of the tree with sub-keys, values and attributes, each in insertion order.
+///
+/// A layer derives from it, makes the pure operations, and overrides what it does in its own way.
+///
+/// Attributes handed to CreateKey and CreateValue: a layer that makes or finds the element takes
+/// the attributes by linking them to it, some, all or none; the caller deletes those that the
+/// element does not hold afterwards. (The loader adds them to the value instead.) CreateKey that
+/// returns null has deleted them; CreateValue that returns null has not. The list itself always
+/// stays the caller's, and may be null.
 class BIX_EXPORT CRgKey {
  public:
   CRgKey() = default;
   CRgKey(const CRgKey&) = delete;
   CRgKey& operator=(const CRgKey&) = delete;
-  virtual ~CRgKey();                                                                  // slot 1
-  virtual const char* GetName() const = 0;                                            // slot 2
+  /// Deletes all contents.
+  virtual ~CRgKey();  // slot 1
+  /// The name of the key alone, without its path.
+  virtual const char* GetName() const = 0;  // slot 2
+  /// Finds or makes a direct sub-key; null when the layer refuses it.
   virtual CRgKey* CreateKey(const char* name, MList<CRgAttribute*>* attributes) = 0;  // slot 3
-  virtual CRgKey* FindKey(const char* name) const;                                    // slot 4
-  virtual bool AddKey(CRgKey* key);                                                   // slot 5
-  virtual bool RemoveKey(CRgKey* key);                                                // slot 6
+  /// The direct sub-key of this name, or null. The base takes the first in the list.
+  virtual CRgKey* FindKey(const char* name) const;  // slot 4
+  /// Appends a sub-key; true. The base does not set its parent link. Owner: adopted by this key.
+  virtual bool AddKey(CRgKey* key);  // slot 5
+  /// Unlinks a sub-key and clears its parent link; false when it is not listed here.
+  /// Owner: `key` becomes the caller's.
+  virtual bool RemoveKey(CRgKey* key);  // slot 6
+  /// Makes a value and adds it; null when the layer refuses it.
   virtual CRgValue* CreateValue(const char* name, CRgValue::RvType type, const char* value,
-                                MList<CRgAttribute*>* attributes) = 0;                // slot 7
-  virtual CRgValue* FindValue(const char* name) const;                                // slot 8
-  virtual bool AddValue(CRgValue* value);                                             // slot 9
-  virtual bool RemoveValue(CRgValue* value);                                          // slot 10
-  virtual void SetAttributes(MList<CRgAttribute*>* attributes);                       // slot 11
+                                MList<CRgAttribute*>* attributes) = 0;  // slot 7
+  /// The value of this name, or null. The base takes the first in the list.
+  virtual CRgValue* FindValue(const char* name) const;  // slot 8
+  /// Appends a value; true. Owner: adopted by this key.
+  virtual bool AddValue(CRgValue* value);  // slot 9
+  /// Unlinks a value; false when it is not listed here. Owner: `value` becomes the caller's.
+  virtual bool RemoveValue(CRgValue* value);  // slot 10
+  /// Deletes the attributes of the key and takes those of the list, which itself stays the
+  /// caller's. The key's own list changes nothing; null leaves the key without attributes.
+  virtual void SetAttributes(MList<CRgAttribute*>* attributes);  // slot 11
+  /// Asked by the loader, on the last key that was made, when a section has attributes and its next
+  /// component `name` was refused: a layer may return the key that gets the attributes and values
+  /// of the section, and may have linked the attributes to it. Null in the base: the section is
+  /// passed over.
   virtual CRgKey* UseAttributes(MList<CRgAttribute*>* attributes, const char* name);  // slot 12
-  virtual void Empty();                                                               // slot 13
-  virtual void Dump(std::FILE* file, const char* parentPath) const;                   // slot 14
+  /// Deletes all sub-keys, values and attributes. Sub-keys more than 64 levels below are deleted
+  /// after their parents are gone.
+  virtual void Empty();  // slot 13
+  /// Writes the key and everything below it: a header "LF[path]LF LF" (no blank) when the key has
+  /// values, the values, then the sub-keys. `parentPath` is null for a root, which has no header,
+  /// and
+  /// "" for a key directly below one. Key attributes are not written. More than 64 levels below the
+  /// key that is written first, sub-keys are written after the Dump of their parent has returned.
+  virtual void Dump(std::FILE* file, const char* parentPath) const;  // slot 14
 
+  /// The parent, where the layer keeps links; null for a root and for all keys of the default
+  /// layer.
   CRgKey* GetParent() const { return m_parent; }
   int GetKeyCount() const { return m_keys.GetCount(); }
   int GetValueCount() const { return m_values.GetCount(); }
@@ -206,6 +293,7 @@ class BIX_EXPORT CRgKey {
   CRgKey* GetNextKey(void*& position) const { return m_keys.GetNext(position); }
   void* GetFirstValuePosition() const { return m_values.GetHeadPosition(); }
   CRgValue* GetNextValue(void*& position) const { return m_values.GetNext(position); }
+  /// The list itself. Owner: owned by the key, valid as long as it.
   MList<CRgAttribute*>* GetAttributeList() { return &m_attributes; }
 
  protected:
@@ -218,6 +306,12 @@ class BIX_EXPORT CRgKey {
   MList<CRgAttribute*> m_attributes;
 };
 
+/// A key of the default layer: keeps everything, and finds it by an index of names.
+///
+/// CreateKey finds a key of the name or makes a CDefRgKey; CreateValue always makes another
+/// CDefRgValue. Neither looks at the attributes. Of several elements of one name the latest is
+/// found; once one of them is removed, none is found under that name, though the others stay
+/// listed.
 class BIX_EXPORT CDefRgKey : public CRgKey {
  public:
   explicit CDefRgKey(const char* name);
@@ -264,37 +358,80 @@ class BIX_EXPORT CDefRgKey : public CRgKey {
   mutable std::atomic<bool> m_areValuesUnindexed{false};
 };
 
-/// Why a settings file could not be read, and where reading stopped.
+/// Why a settings file could not be read.
 struct CRgLoadError {
+  /// Where reading stopped: line, from 1, and column, from 1 and in bytes. Both are 0 when the file
+  /// itself failed, and after a success.
   int line = 0;
   int column = 0;
+  /// The error number of the system when the file could not be opened or read, otherwise 0.
   int errorNumber = 0;
+  /// What should have stood there, such as "a key name in the section header"; "" after a success.
+  /// Owner: process lifetime.
   const char* expected = "";
 };
 
+/// A tree with its file, reached by paths: names of keys below the root joined by "/".
+///
+///   "General/Editor"  the key Editor of the key General
+///   "/a"              the key a of the key with the empty name; "" is that key itself
+///
+/// There is no escape: a name holds any byte but "/". A component before the last that has 256
+/// bytes or more is taken for the empty name, and `errno` is set to EINVAL.
 class BIX_EXPORT CRgFile {
  public:
+  /// Owner: `root` is adopted; null makes a CDefRgKey with the empty name.
   explicit CRgFile(CRgKey* root = nullptr);
   CRgFile(const CRgFile&) = delete;
   CRgFile& operator=(const CRgFile&) = delete;
   virtual ~CRgFile();
 
+  /// Owner: owned by the file, valid as long as it; never null.
   CRgKey* GetKeyRoot() const { return m_root; }
+  /// The key at `path`, or null.
   CRgKey* FindKey(const char* path) const;
+  /// Asks every key on the way for the next one with CreateKey; the last one is handed an
+  /// attribute, unless one of its texts is null. The default layer attaches none. Null when the
+  /// layer refuses.
   CRgKey* CreateKey(const char* path, const char* attributeName, const char* attributeValue);
+  /// Detaches `key` when it has a parent and neither sub-keys nor values; otherwise nothing
+  /// happens. Owner: a detached key becomes the caller's. Null is allowed.
   void RemoveKey(CRgKey* key);
+  /// Empties and detaches `key` when it has a parent and no sub-keys; otherwise nothing happens.
+  /// Owner: the object stays alive and becomes the caller's. Null is allowed.
   void DestroyKey(CRgKey* key);
+  /// The text of a value, or null.
   const char* GetValue(const char* path, const char* valueName) const;
+  /// Sets the text of a value; a missing value, of type 0, and missing keys are made. Type and
+  /// attributes of a value that is there stay. False, and nothing is set, when the layer refuses.
   bool SetValue(const char* path, const char* valueName, const char* value);
+  /// The text of the first attribute of that name of a value, or null.
   const char* GetAttributeValue(const char* path, const char* valueName,
                                 const char* attributeName) const;
+  /// Sets an attribute of a value. `value` is used only when the value is missing and is made.
+  /// False, and nothing is set, when the layer refuses.
   bool SetAttributeValue(const char* path, const char* valueName, const char* value,
                          const char* attributeName, const char* attributeValue);
 
+  /// Empties the tree and reads a file into it. The first name given to Load is remembered for
+  /// Save.
+  ///
+  /// Errors: 1 when the file cannot be read or parsed; the tree is empty then.
   int Load(const char* fileName);
+  /// Reads a file into the tree.
+  ///
+  /// Errors: 1 when the file cannot be read or parsed; the tree is empty then, also of what it
+  /// held.
   int Merge(const char* fileName);
+  /// Writes the tree to `fileName`, or to the remembered name when that is null, so that the name
+  /// leads to the whole old file or to the whole new one at any moment: a new file beside it takes
+  /// its place. A target that is no regular file, or whose directory takes no new file, is written
+  /// in place.
+  ///
+  /// Errors: 1 without a name; otherwise the error number of what failed. The tree stays as it is.
   int Save(const char* fileName);
 
+  /// Why the last Load or Merge failed. Owner: owned by the file, valid until the next of them.
   const CRgLoadError& GetLoadError() const { return m_loadError; }
 
  protected:

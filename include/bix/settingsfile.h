@@ -1,7 +1,18 @@
 #ifndef BIX_SETTINGSFILE_H_
 #define BIX_SETTINGSFILE_H_
 
-/// The reader of the settings text format.
+/// The reader of settings files.
+///
+///   bix::CDefRgKey root("");
+///   bix::CRgLoader loader(root);
+///   if (loader.Load("editor.tot") != 0)
+///     std::fprintf(stderr, "line %d, column %d: expected %s\n", loader.GetErrorLine(),
+///                  loader.GetErrorColumn(), loader.GetErrorExpected());
+///
+/// Most hosts use bix::CRgFile instead. docs/settings-format.md describes the file.
+///
+/// Encoding: bytes, stored as read.
+/// Threads: one loader, one thread.
 
 #include <cstddef>
 #include <cstdio>
@@ -16,17 +27,36 @@ namespace impl {
 class SettingsInput;
 }
 
+/// Turns settings files into calls of a root key and of the keys that these calls return: CreateKey
+/// for every component of a section header, SetAttributes or UseAttributes for its attributes, and
+/// CreateValue with type 0 for every value. The key layer decides what is kept.
+///
+/// What a file makes is added to what is there; one loader may read several files in turn.
 class BIX_EXPORT CRgLoader {
  public:
+  /// Owner: `root` is borrowed for the life of the loader.
   explicit CRgLoader(CRgKey& root);
   CRgLoader(const CRgLoader&) = delete;
   CRgLoader& operator=(const CRgLoader&) = delete;
   ~CRgLoader();
 
+  /// Reads a whole file, which is open only meanwhile and never inherited by a child process.
+  ///
+  ///   [A/B]            => CreateKey("A"), CreateKey("B")
+  ///   "x"="1"          => CreateValue("x", 0, "1")
+  ///   "n"=007          => CreateValue("n", 0, "7")
+  ///   [] or [A//B]     => failure
+  ///   no closing quote => the text ends with the file, which is no failure
+  ///
+  /// Reading ends, with success, at the end of the file or at its first NUL byte.
+  ///
+  /// Errors: 1 for an empty name, for a file that cannot be opened or read, and where something
+  /// stands that the grammar does not expect; what was made up to there stays.
   int Load(const char* fileName);
 
-  /// Where reading stopped after a failed Load; 0 and "" after a successful one.
+  /// Why the last Load failed. Owner: owned by the loader, valid until the next Load.
   const CRgLoadError& GetError() const { return m_error; }
+  /// The parts of GetError: line and column (in bytes) from 1, and what should have stood there.
   int GetErrorLine() const { return m_error.line; }
   int GetErrorColumn() const { return m_error.column; }
   const char* GetErrorExpected() const { return m_error.expected; }
