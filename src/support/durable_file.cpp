@@ -117,23 +117,63 @@ bool IsSticky(const std::string& directory, const struct stat& target) {
          self != target.st_uid;
 }
 
+// Who waits for the lock of a directory says so by a shared record lock on its first byte, which
+// keeps nobody out but can be asked for. Without it a process that saves over and over would take
+// the lock again before any other has seen it free. Where a file system has no such locks, nobody
+// is seen waiting.
+
+int SetWaiting(int fd, short type) {
+  struct flock wait {};
+  wait.l_type = type;
+  wait.l_whence = SEEK_SET;
+  wait.l_len = 1;
+  return ::fcntl(fd, F_OFD_SETLK, &wait);
+}
+
+bool IsAnyoneWaiting(int fd) {
+  struct flock wait {};
+  wait.l_type = F_WRLCK;  // only asked about, as what all the others would be in the way of
+  wait.l_whence = SEEK_SET;
+  wait.l_len = 1;
+  return ::fcntl(fd, F_OFD_GETLK, &wait) == 0 && wait.l_type != F_UNLCK;
+}
+
+/// Takes an exclusive lock without waiting; 0, or the error number.
+int TryLock(int fd) {
+  while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EINTR) return errno;
+  }
+  return 0;
+}
+
 /// Takes an exclusive lock within the time; 0, or the error number.
 int LockWithin(int fd, int seconds) {
+  constexpr long kFirstPause = 200'000;
+  constexpr long kLongestPause = 2'000'000;
+  const bool isLate = IsAnyoneWaiting(fd);
+  int error = isLate ? EWOULDBLOCK : TryLock(fd);
+  if (error != EWOULDBLOCK) return error;
   timespec now;
   (void)::clock_gettime(CLOCK_MONOTONIC, &now);
   const time_t end = now.tv_sec + seconds;
-  // The pauses grow, and differ between processes, so that none of many is always too late.
-  long pause = 200'000 + ::getpid() % 64 * 2'000;
-  while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EINTR) continue;
-    if (errno != EWOULDBLOCK) return errno;
-    (void)::clock_gettime(CLOCK_MONOTONIC, &now);
-    if (now.tv_sec >= end) return ETIMEDOUT;
+  (void)SetWaiting(fd, F_RDLCK);
+  // Those that wait already try at least once before a latecomer does; and no two processes have
+  // the same pauses, so that none of many is always too late.
+  long pause = isLate ? 2 * kLongestPause : kFirstPause + ::getpid() % 64 * 2'000;
+  for (;;) {
     const timespec time{0, pause};
     (void)::nanosleep(&time, nullptr);
-    pause = std::min(pause * 3 / 2, 5'000'000L);
+    error = TryLock(fd);
+    if (error != EWOULDBLOCK) break;
+    (void)::clock_gettime(CLOCK_MONOTONIC, &now);
+    if (now.tv_sec >= end) {
+      error = ETIMEDOUT;
+      break;
+    }
+    pause = std::min(pause * 3 / 2, kLongestPause);
   }
-  return 0;
+  (void)SetWaiting(fd, F_UNLCK);
+  return error;
 }
 
 }  // namespace

@@ -196,6 +196,21 @@ extern "C" int bix_replaced_fallocate(int fd, off64_t offset, off64_t size) {
 BIX_REPLACE_OPEN(open)
 BIX_REPLACE_OPEN(open64)
 
+// Whatever the third argument is, it is as wide as a pointer.
+#define BIX_REPLACE_FCNTL(symbol)                                                             \
+  extern "C" int bix_replaced_##symbol(int fd, int command, void* argument) __asm__(#symbol); \
+  extern "C" int bix_replaced_##symbol(int fd, int command, void* argument) {                 \
+    static auto* const real =                                                                 \
+        bix_test::Real(static_cast<int (*)(int, int, ...)>(nullptr), #symbol);                \
+    if (const int error = bix_test::Note("fcntl", fd)) {                                      \
+      errno = error;                                                                          \
+      return -1;                                                                              \
+    }                                                                                         \
+    return real(fd, command, argument);                                                       \
+  }
+BIX_REPLACE_FCNTL(fcntl)
+BIX_REPLACE_FCNTL(fcntl64)
+
 #define BIX_REPLACE_FOPEN(symbol)                                                                \
   extern "C" std::FILE* bix_replaced_##symbol(const char* path,                                  \
                                               const char* mode) __asm__(#symbol);                \
