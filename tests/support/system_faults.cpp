@@ -85,10 +85,12 @@ void SystemFaults::FailAll(const std::string& beginning, int error) {
 void SystemFaults::KillAtCall(std::size_t number) { m_killingCall = number; }
 
 void SystemFaults::WatchDescriptors() {
-  m_isWatching = true;
+  t_faults = nullptr;  // the look around is no call of the test
   for (int fd = 3; fd < 256; ++fd) {
     if (IsInheritable(fd)) m_inheritableBefore.push_back(fd);
   }
+  m_isWatching = true;
+  t_faults = this;
 }
 
 void SystemFaults::Shorten(std::size_t bytes) { m_limit = bytes; }
