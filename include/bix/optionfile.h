@@ -12,8 +12,9 @@
 /// the old file.
 ///
 /// Encoding: bytes in the process's multibyte encoding, kept as they are.
-/// Threads: no lock; no two threads save option files at once, because a save has one process-wide
-///   context.
+/// Threads: no lock; a file and its manager belong to one thread. Threads may load and save files
+/// of
+///   managers of their own at the same time, and so may processes with one file.
 
 #include <cstdint>
 #include <cstdio>
@@ -111,7 +112,13 @@ class BIX_EXPORT COptRgKey : public CRgKey {
  private:
   friend class CIncrSaveContext;
 
-  std::uint32_t m_savedIn = 0;  // the save that wrote the rest of the values last
+  friend class COptionManager;
+
+  /// Deletes the values of a name of which none is found any more.
+  void DeleteHiddenValues(const char* name);
+
+  std::uint32_t m_savedIn = 0;     // the save that wrote the rest of the values last
+  bool m_hasHiddenValues = false;  // two values of one name were added
 };
 
 /// The root of an option file's tree; its category is the manager.
@@ -149,7 +156,7 @@ class BIX_EXPORT CIncrSaveContext {
   CIncrSaveContext& operator=(const CIncrSaveContext&) = delete;
   ~CIncrSaveContext();
 
-  /// The save under way in this process, or null.
+  /// The save under way in this thread, or null.
   static CIncrSaveContext* GetCurrent();
 
   /// Makes a context the current one for the length of a scope.
@@ -206,19 +213,20 @@ class BIX_EXPORT COptionFile : public CRgFile {
  public:
   /// A file without name and contents.
   ///
-  /// Owner: `manager` is borrowed for the life of the file. Until the file is added to the manager,
-  ///   the caller owns it.
+  /// Owner: `manager` is borrowed and may go first. Until the file is added to a manager, the
+  ///   caller owns it.
   explicit COptionFile(COptionManager* manager);
   ~COptionFile() override;
 
-  COptionManager* GetManager() const { return m_manager; }
+  /// The manager, or null when it is gone.
+  COptionManager* GetManager() const;
   bool IsModified() const { return m_modified != 0; }
   void SetModifiedFlag(int modified = 1) { m_modified = modified; }
   bool IsPredefined() const { return m_predefined != 0; }
   void SetPredefined(int predefined) { m_predefined = predefined; }
   /// The stored file name; "" when there is none yet.
   const char* GetPathName() const { return m_fileName.c_str(); }
-  void SetPathName(const char* name) { m_fileName = name; }
+  void SetPathName(const char* name);
 
   /// True when the file marks the option as fixed: its value carries the attribute "fixed" with the
   /// exact text "true".
@@ -257,6 +265,8 @@ class BIX_EXPORT COptionFile : public CRgFile {
   int m_modified = 0;
   int m_predefined = 0;
   COptionManager* m_manager;
+  // Behind the fields that add-ins know: the managers that have the file; the first one owns it.
+  MList<COptionManager*> m_managers;
 };
 
 }  // namespace bix

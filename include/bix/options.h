@@ -301,7 +301,8 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
 
   /// Appends a file, unless it is listed or a listed file has the same path name.
   ///
-  /// Owner: adopted when true; the manager deletes it. With false the caller keeps it.
+  /// Owner: adopted when true; the first manager that a file is added to deletes it. With false the
+  ///   caller keeps it. A file that is deleted by hand leaves all managers.
   bool AddFile(COptionFile* file);
   /// The listed file of that path name, or null.
   COptionFile* GetFile(const SPathName& path) const;
@@ -346,6 +347,8 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   friend class COptionFile;
 
   void Own(COptionFile* file);
+  void NoteName(COptionFile* file);
+  void RemoveFromTable(const COptionFile* file);
   void Forget(COptionFile* file);
   COptionFile* FindOwned(const SPathName& path) const;
   void AddPredefinedFile(const SPathName& path);
@@ -355,6 +358,7 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   MMap<SString, COptionFile*> m_fileTable;  // by path
   MList<COptionFile*> m_predefinedFiles;
   MList<COptionFile*> m_ownedFiles;
+  MList<COptionFile*> m_knownFiles;
   unsigned long m_mode = 0;
 };
 

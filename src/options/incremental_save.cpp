@@ -11,6 +11,7 @@
 // that wrote it last, so nothing has to be reset and the whole save stays linear.
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -27,9 +28,17 @@ namespace {
 
 std::string_view View(const char* text) { return text != nullptr ? text : ""; }
 
-// Static storage: the save under way, and the number of the last one.
-constinit CIncrSaveContext* s_current = nullptr;
-constinit std::uint32_t s_generation = 0;
+// Static storage: the save under way in each thread, and the number of the last one. A thread that
+// reads a file of its own must not write into another's save, nor take its marks for its own.
+constinit thread_local CIncrSaveContext* s_current = nullptr;
+constinit std::atomic<std::uint32_t> s_generation = 0;
+
+std::uint32_t NextGeneration() {
+  std::uint32_t next;
+  do next = ++s_generation;
+  while (next == 0);  // the mark of what was never saved
+  return next;
+}
 
 }  // namespace
 
@@ -52,7 +61,7 @@ CIncrSaveContext::CIncrSaveContext(std::FILE* stream, COptRgKey* root)
     : m_stream(stream),
       m_dummy(this),
       m_root(root),
-      m_generation(++s_generation != 0 ? s_generation : ++s_generation),
+      m_generation(NextGeneration()),
       m_writing(new Writing) {}
 
 CIncrSaveContext::~CIncrSaveContext() {
@@ -101,10 +110,12 @@ void CIncrSaveContext::SetSectionAttributes(COptRgKey& key, MList<CRgAttribute*>
 
 void CIncrSaveContext::SaveValue(COptRgKey& key, const char* name, CRgValue::RvType type,
                                  const char* text, MList<CRgAttribute*>* attributes) {
+  // The tree comes first: it may hold a value whose declaration has been taken back since.
+  auto* value = dynamic_cast<COptRgValue*>(key.FindValue(name));
   CMgrCategory* category = key.GetCategory();
   const bool isDeclared =
       category != nullptr && category->GetOptionSet()->FindOption(name) != nullptr;
-  if (!isDeclared) {
+  if (value == nullptr && !isDeclared) {
     WriteHeaderOnce();
     impl::WriteOptionValue(m_stream, View(name), type, View(text), attributes);
     m_writing->digest.AddValue(View(name), View(text), attributes);
@@ -113,7 +124,6 @@ void CIncrSaveContext::SaveValue(COptRgKey& key, const char* name, CRgValue::RvT
   // CHOICE(duplicate-option-lines): of two lines for one option the first takes the tree's text and
   // the second goes; otherwise the shadowed text would come back at the end of the section.
   // Test: OptionFileChoice.DuplicateLinesOfAnOptionBecomeOne
-  auto* value = dynamic_cast<COptRgValue*>(key.FindValue(name));
   if (value != nullptr && value->m_savedIn != m_generation) WriteTreeValue(*value);
 }
 

@@ -79,7 +79,18 @@ COptionFile::COptionFile(COptionManager* manager)
     : CRgFile(new COptRootRgKey(manager)), m_manager(manager) {}
 
 COptionFile::~COptionFile() {
-  if (m_manager != nullptr) m_manager->Forget(this);
+  while (void* position = m_managers.GetHeadPosition()) m_managers.GetAt(position)->Forget(this);
+}
+
+COptionManager* COptionFile::GetManager() const {
+  // The root key lets go of its category, the manager, when that dies.
+  return static_cast<const COptRgKey*>(m_root)->GetCategory() != nullptr ? m_manager : nullptr;
+}
+
+void COptionFile::SetPathName(const char* name) {
+  m_fileName = name;
+  for (void* position = m_managers.GetHeadPosition(); position != nullptr;)
+    m_managers.GetNext(position)->NoteName(this);
 }
 
 bool COptionFile::IsFixed(const char* category, const char* name) const {

@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include <unistd.h>
 
@@ -60,24 +59,32 @@ COptionManager::COptionManager(const char* name)
     : CMgrCategory("", nullptr, this), m_managerName(name) {}
 
 COptionManager::~COptionManager() {
-  RemoveAllFiles();
-  m_predefinedFiles.RemoveAll();
+  // A file that goes takes itself out of the lists of all managers that have it.
   while (void* position = m_ownedFiles.GetHeadPosition()) delete m_ownedFiles.GetAt(position);
+  while (void* position = m_knownFiles.GetHeadPosition()) Forget(m_knownFiles.GetAt(position));
 }
 
 // The stack.
 
+/// Takes a file among those of this manager, and owns it unless another manager does.
 void COptionManager::Own(COptionFile* file) {
-  if (m_ownedFiles.Find(file) == nullptr) m_ownedFiles.AddTail(file);
+  if (m_knownFiles.Find(file) == nullptr) {
+    if (file->m_managers.IsEmpty()) m_ownedFiles.AddTail(file);
+    m_knownFiles.AddTail(file);
+    file->m_managers.AddTail(this);
+  }
+  NoteName(file);
+}
+
+/// Enters a file in the table under the name that it has now.
+void COptionManager::NoteName(COptionFile* file) {
+  RemoveFromTable(file);
   const SPathName path(file->GetPathName());
   if (!path.empty()) m_fileTable[path] = file;
 }
 
-void COptionManager::Forget(COptionFile* file) {
-  (void)m_ownedFiles.Remove(file);
-  while (m_files.Remove(file)) continue;
-  while (m_predefinedFiles.Remove(file)) continue;
-  std::vector<SString> paths;
+void COptionManager::RemoveFromTable(const COptionFile* file) {
+  SVector<SString> paths;
   for (void* position = m_fileTable.GetStartPosition(); position != nullptr;) {
     SString path;
     COptionFile* held = nullptr;
@@ -85,6 +92,16 @@ void COptionManager::Forget(COptionFile* file) {
     if (held == file) paths.push_back(path);
   }
   for (const SString& path : paths) m_fileTable.RemoveKey(path);
+}
+
+/// Called by a file that goes, and by a manager that goes before a file that another one owns.
+void COptionManager::Forget(COptionFile* file) {
+  (void)m_knownFiles.Remove(file);
+  (void)m_ownedFiles.Remove(file);
+  (void)m_files.Remove(file);
+  (void)m_predefinedFiles.Remove(file);
+  RemoveFromTable(file);
+  (void)file->m_managers.Remove(this);
 }
 
 bool COptionManager::AddFile(COptionFile* file) {
@@ -288,6 +305,8 @@ bool COptionManager::SetValue(const char* category, const char* name, const char
   if (held != nullptr && !IsMarkedFixed(*held)) {
     key->RemoveValue(held);
     delete held;
+    // Values that it has hidden must not come to light.
+    if (auto* optionKey = dynamic_cast<COptRgKey*>(key)) optionKey->DeleteHiddenValues(name);
     file->SetModifiedFlag();
   }
   if (key->GetValueCount() == 0 && key->GetKeyCount() == 0 && key->GetParent() != nullptr) {

@@ -116,7 +116,7 @@ void COptionManager::AddPredefinedFile(const SPathName& path) {
   }
   if (file == nullptr) return;
   file->SetPredefined(1);
-  m_predefinedFiles.AddTail(file);
+  if (m_predefinedFiles.Find(file) == nullptr) m_predefinedFiles.AddTail(file);
 }
 
 }  // namespace bix

@@ -1,0 +1,211 @@
+// Who owns what, in which order things may go, and what is found afterwards.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bix/optionfile.h"
+#include "bix/options.h"
+#include "options/option_test_support.h"
+#include "support/temp_directory.h"
+
+namespace bix_test {
+namespace {
+
+std::vector<std::string> ListedNames(const bix::COptionManager& manager) {
+  std::vector<std::string> names;
+  for (void* position = manager.GetFirstFilePosition(); position != nullptr;)
+    names.push_back(manager.GetNextFile(position)->GetPathName());
+  return names;
+}
+
+bix::COptionFile* NewFile(bix::COptionManager* manager, const char* name) {
+  auto* file = new bix::COptionFile(manager);
+  file->SetPathName(name);
+  return file;
+}
+
+TEST(OptionLifetime, FileOutlivesItsManager) {
+  auto manager = std::make_unique<bix::COptionManager>();
+  manager->AddCategory(&kEditor);
+  bix::COptionFile file(manager.get());
+  EXPECT_TRUE(file.SetValue("Editor", "Theme", "dark"));
+  EXPECT_EQ(manager.get(), file.GetManager());
+  manager.reset();
+  EXPECT_EQ(nullptr, file.GetManager());
+  EXPECT_STREQ("dark", file.GetValue("Editor", "Theme"));
+  EXPECT_FALSE(file.SetValue("Editor/Display", "Font", "Mono")) << "nothing is declared any more";
+}
+
+TEST(OptionLifetime, FileWithoutAManagerDeclaresNothing) {
+  bix::COptionFile file(nullptr);
+  EXPECT_EQ(nullptr, file.GetManager());
+  EXPECT_FALSE(file.SetValue("Editor", "Theme", "dark"));
+  EXPECT_EQ(nullptr, file.CreateKey("Editor", nullptr, nullptr));
+}
+
+TEST(OptionLifetime, FileMadeForAnotherManagerGoesWithTheOneThatListsIt) {
+  bix::COptionManager declaring;
+  declaring.AddCategory(&kEditor);
+  {
+    bix::COptionManager listing;
+    listing.AddCategory(&kEditor);
+    bix::COptionFile* file = NewFile(&declaring, "");
+    file->SetValue("Editor", "Theme", "dark");
+    EXPECT_TRUE(listing.AddFile(file));
+    bix::COptionFile* orphan = NewFile(nullptr, "other");
+    EXPECT_TRUE(listing.AddFile(orphan));
+    EXPECT_STREQ("dark", listing.GetValue("Editor", "Theme"));
+  }
+  EXPECT_STREQ("light", declaring.GetValue("Editor", "Theme"));
+}
+
+TEST(OptionLifetime, FileOfTwoManagersBelongsToTheFirst) {
+  auto first = std::make_unique<bix::COptionManager>();
+  bix::COptionManager second;
+  bix::COptionFile* file = NewFile(first.get(), "user.tot");
+  EXPECT_TRUE(first->AddFile(file));
+  EXPECT_TRUE(second.AddFile(file));
+  first.reset();
+  EXPECT_EQ(std::vector<std::string>(), ListedNames(second));
+  EXPECT_EQ(nullptr, second.GetFile(bix::SPathName("user.tot")));
+}
+
+TEST(OptionLifetime, FileOfTwoManagersStaysWhenTheSecondGoes) {
+  bix::COptionManager first;
+  {
+    bix::COptionManager second;
+    bix::COptionFile* file = NewFile(&first, "user.tot");
+    EXPECT_TRUE(first.AddFile(file));
+    EXPECT_TRUE(second.AddFile(file));
+  }
+  EXPECT_EQ(std::vector<std::string>{"user.tot"}, ListedNames(first));
+}
+
+TEST(OptionLifetime, FileThatIsDeletedByHandLeavesEveryManager) {
+  bix::COptionManager first;
+  bix::COptionManager second;
+  bix::COptionFile* file = NewFile(&first, "user.tot");
+  EXPECT_TRUE(first.AddFile(file));
+  EXPECT_TRUE(second.AddFile(file));
+  delete file;
+  EXPECT_EQ(0, first.GetFileCount());
+  EXPECT_EQ(0, second.GetFileCount());
+  EXPECT_EQ(nullptr, first.AddOptionFile(bix::SPathName("user.tot")));
+}
+
+using OptionLifetimeFiles = OptionFixture;
+
+TEST_F(OptionLifetimeFiles, RenamedFileIsFoundUnderItsNewName) {
+  bix::COptionFile* file = Add("old.tot", "[Editor]\n\"Theme\"=\"dark\"\n");
+  Write("new.tot", "[Editor]\n\"Theme\"=\"another\"\n");
+  file->SetPathName((directory / "new.tot").c_str());
+  manager.RemoveAllFiles();
+  EXPECT_EQ(file, manager.AddOptionFile(bix::SPathName((directory / "new.tot").c_str())))
+      << "the manager has had it";
+  bix::COptionFile* old = manager.AddOptionFile(bix::SPathName((directory / "old.tot").c_str()));
+  ASSERT_NE(nullptr, old);
+  EXPECT_NE(file, old) << "the old name stands for the file on the disk again";
+  EXPECT_EQ(2, manager.GetFileCount());
+}
+
+TEST_F(OptionLifetimeFiles, CategoryOfAnotherManagerMayLeaveBeforeItsKeys) {
+  static const bix::COption options[] = {{"Size", 2, "1"}, {}};
+  static const bix::COptionSet set = {"Extra", options, 1};
+  static const bix::CCategory extra = {"Extra", nullptr, 0, &set};
+  bix::COptionManager other;
+  other.AddCategory(&extra);
+  manager.MergeManager(other);
+  bix::COptionFile* file = Add("user.tot", "[Extra]\n\"Size\"=\"7\"\n\"Other\"=\"x\"\n");
+  EXPECT_TRUE(file->SetValue("Extra", "Size", "8"));
+  manager.RemoveManager(other);
+  EXPECT_EQ(nullptr, manager.FindCategory("Extra"));
+  EXPECT_EQ(0, file->Save(nullptr));
+  EXPECT_EQ("\n[Extra]\n\n\"Size\"=8 \n\"Other\"=\"x\" \n", Read("user.tot"))
+      << "what is in the tree is saved, and in its place";
+}
+
+TEST(OptionKey, RemovingAHiddenValueLeavesTheNewerOneFound) {
+  bix::COptionManager manager;
+  manager.AddCategory(&kEditor);
+  bix::COptionFile file(&manager);
+  bix::CRgKey* key = file.CreateKey("Editor", nullptr, nullptr);
+  bix::CRgValue* older = key->CreateValue("Theme", 0, "older", nullptr);
+  bix::CRgValue* newer = key->CreateValue("Theme", 0, "newer", nullptr);
+  EXPECT_TRUE(key->RemoveValue(older));
+  delete older;
+  EXPECT_EQ(newer, key->FindValue("Theme"));
+  EXPECT_TRUE(key->RemoveValue(newer));
+  delete newer;
+  EXPECT_EQ(nullptr, key->FindValue("Theme"));
+}
+
+TEST(OptionKey, RemovingAForeignKeyOfTheSameNameLeavesTheOwnOneFound) {
+  bix::COptionManager manager;
+  manager.AddCategory(&kEditor);
+  bix::COptionFile file(&manager);
+  bix::CRgKey* key = file.CreateKey("Editor", nullptr, nullptr);
+  bix::COptRgKey foreign("Editor");
+  EXPECT_FALSE(file.GetKeyRoot()->RemoveKey(&foreign));
+  EXPECT_EQ(key, file.FindKey("Editor"));
+}
+
+using OptionDuplicates = OptionFixture;
+
+TEST_F(OptionDuplicates, HiddenValuesDoNotComeToLightWhenTheFoundOneIsRemoved) {
+  bix::COptionFile* file = Add("user.tot", "[Editor]\n\"Theme\"=\"first\"\n\"Theme\"=\"second\"\n");
+  EXPECT_STREQ("second", manager.GetValue("Editor", "Theme"));
+  manager.SetValue("Editor", "Theme", "light");
+  EXPECT_EQ(nullptr, file->FindKey("Editor")) << "no value is left";
+  EXPECT_EQ(0, file->Save((directory / "new.tot").c_str()));
+  EXPECT_EQ("", Read("new.tot"));
+  EXPECT_EQ(0, file->Save(nullptr));
+  EXPECT_EQ("", Read("user.tot"));
+}
+
+TEST_F(OptionDuplicates, TheFoundValueIsTheFoundOneAfterEverySaveAndLoad) {
+  const std::string lines = "[Editor]\n\"Theme\"=\"first\"\n\"Theme\"=\"second\"\n";
+  bix::COptionFile* file = Add("user.tot", lines + lines + "[Editor/Display]\n" + lines);
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_EQ(0, file->Save(nullptr));
+    EXPECT_EQ(0, manager.ReloadAllFiles());
+    EXPECT_STREQ("second", manager.GetValue("Editor", "Theme"));
+  }
+}
+
+TEST(OptionThreads, ManagersOfTheirOwnLoadAndSaveAtTheSameTime) {
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 50;
+  const TempDirectory directory;
+  std::vector<std::string> errors(kThreads);
+  std::vector<std::thread> threads;
+  for (int number = 0; number < kThreads; ++number) {
+    threads.emplace_back([&, number] {
+      const std::string path = directory / ("user" + std::to_string(number) + ".tot");
+      WriteWholeFile(path, "[Other]\n\"Own\"=\"" + std::to_string(number) + "\"\n");
+      bix::COptionManager manager;
+      manager.AddCategory(&kEditor);
+      bix::COptionFile* file = manager.Load(path.c_str());
+      for (int round = 0; round < kRounds && errors[static_cast<std::size_t>(number)].empty();
+           ++round) {
+        const std::string text = std::to_string(number) + "." + std::to_string(round);
+        manager.SetValue("Editor", "Theme", text.c_str());
+        if (file->Save(nullptr) != 0 || file->Load(path.c_str()) != 0 ||
+            manager.GetValue("Editor", "Theme") != text)
+          errors[static_cast<std::size_t>(number)] = text;
+      }
+      const std::string want = "\n[Other]\n\n\"Own\"=\"" + std::to_string(number) +
+                               "\" \n\n[Editor]\n\n\"Theme\"=\"" + std::to_string(number) + "." +
+                               std::to_string(kRounds - 1) + "\" \n";
+      if (ReadWholeFile(path) != want) errors[static_cast<std::size_t>(number)] = "the file";
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(std::vector<std::string>(kThreads), errors);
+}
+
+}  // namespace
+}  // namespace bix_test
