@@ -222,7 +222,7 @@ void ChangeAndSaveBix(benchmark::State& state, Target target) {
   const bix_bench::ScratchFile file(bix_bench::AsSettings(document));
   bix::COptionFile* options = manager.Load(file.Path().c_str());
   Need(options != nullptr, "the options do not load");
-  const auto& [category, name] = MakeQueries(document).front();
+  const auto [category, name] = MakeQueries(document).front();
   int round = 0;
   for (auto _ : state) {
     if (target == Target::kMissing) {
@@ -242,7 +242,7 @@ void ChangeAndSaveGlib(benchmark::State& state) {
   GKeyFile* settings = g_key_file_new();
   Need(g_key_file_load_from_file(settings, file.Path().c_str(), G_KEY_FILE_NONE, nullptr) != 0,
        "the key file does not load");
-  const auto& [category, name] = MakeQueries(document).front();
+  const auto [category, name] = MakeQueries(document).front();
   int round = 0;
   for (auto _ : state) {
     g_key_file_set_string(settings, category.c_str(), name.c_str(),
@@ -258,7 +258,7 @@ void ChangeAndSaveKConfig(benchmark::State& state) {
   const Document document = MakeOptions(state);
   const bix_bench::ScratchFile file(bix_bench::AsIni(document));
   KConfig config(QString::fromStdString(file.Path()), KConfig::SimpleConfig);
-  const auto& [category, name] = MakeQueries(document).front();
+  const auto [category, name] = MakeQueries(document).front();
   int round = 0;
   for (auto _ : state) {
     config.group(category.c_str()).writeEntry(name.c_str(), ++round);
