@@ -359,6 +359,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   LoadAndCompare(text, manner);
   constexpr std::size_t kBlock = 64 * 1024;
   if (text.size() < 256 && data[0] >= 16)
-    LoadAndCompare(std::string(kBlock - text.size() * (data[0] >> 4) / 16, ' ') + text, manner);
+    LoadAndCompare(std::string(kBlock - text.size() * (data[0] >> 4) / 16, ' ') + text +
+                       std::string(kBlock, ' '),
+                   manner);
   return 0;
 }

@@ -260,10 +260,12 @@ TEST(SettingsReader, TokensMayLieAcrossTheEdgeOfABlock) {
   const std::string want =
       "First\n Se cond(Kind=Base,Color =red )\n  a name=a text:0(p=1,q=word)\n"
       "  number=12345:0\n  word=TRUE:0\n";
+  // The blanks behind it overwrite all of the block before.
   Directory directory;
   for (std::size_t at = 0; at <= section.size(); ++at) {
     SCOPED_TRACE(at);
-    const std::string path = directory.Write("case.tot", std::string(kBlock - at, ' ') + section);
+    const std::string path = directory.Write(
+        "case.tot", std::string(kBlock - at, ' ') + section + std::string(kBlock, ' '));
     CDefRgKey root("");
     CRgLoader loader(root);
     EXPECT_EQ(0, loader.Load(path.c_str()));
