@@ -18,8 +18,7 @@
 ///   they made for them.
 /// Errors: std::bad_alloc when there is no memory; the container is then unchanged.
 /// Threads: one container is not changed from two threads at once. Several threads may read one
-/// that
-///   nobody changes through const operations.
+///   that nobody changes through const operations.
 
 #include <cstddef>
 #include <cstdint>

@@ -13,8 +13,7 @@
 ///
 /// Encoding: bytes in the process's multibyte encoding, kept as they are.
 /// Threads: no lock; a file and its manager belong to one thread. Threads may load and save files
-/// of
-///   managers of their own at the same time, and so may processes with one file.
+///   of managers of their own at the same time, and so may processes with one file.
 
 #include <cstdint>
 #include <cstdio>

@@ -19,13 +19,11 @@
 ///
 /// Encoding: bytes in the process's multibyte encoding, kept as they are.
 /// Owner: declarations are borrowed for the life of every manager that they are added to. Texts
-/// that
-///   a look-up returns are owned by the option file or the declaration they come from, valid until
-///   the option changes.
+///   that a look-up returns are owned by the option file or the declaration they come from, valid
+///   until the option changes.
 /// Errors: nothing here writes messages. Look-ups of what is not there return null or "".
 /// Threads: no lock; a manager and its files belong to one thread at a time, and no two threads
-/// save
-///   option files at once.
+///   save option files at once.
 
 #include <cstddef>
 
@@ -247,8 +245,7 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   /// The file stores only what differs from the files beneath it: a text that would show without it
   /// is removed from the file instead, unless the file itself marks the option as fixed.
   /// Errors: false, and nothing changes, without a file, when the option is not editable and when
-  /// it
-  ///   is not declared.
+  ///   it is not declared.
   virtual bool SetValue(const char* category, const char* name, const char* value);  // slot 5
   /// The value of an option: the text of the first file that holds it, or of the last one that
   /// fixes it; else the declared default, else "".

@@ -16,8 +16,7 @@
 ///
 /// Names: compared exactly, byte by byte and case-sensitively. A null text counts as "".
 /// Positions: an opaque position is null when there is no element, and behind the last one. It
-/// stays
-///   valid until its own element is removed.
+///   stays valid until its own element is removed.
 ///     for (void* position = key->GetFirstValuePosition(); position != nullptr;)
 ///       Show(key->GetNextValue(position));
 /// Owner: a key owns its sub-keys, values and attributes, a value its attributes, a file its root.
@@ -279,9 +278,9 @@ class BIX_EXPORT CRgKey {
   virtual void Empty();  // slot 13
   /// Writes the key and everything below it: a header "LF[path]LF LF" (no blank) when the key has
   /// values, the values, then the sub-keys. `parentPath` is null for a root, which has no header,
-  /// and
-  /// "" for a key directly below one. Key attributes are not written. More than 64 levels below the
-  /// key that is written first, sub-keys are written after the Dump of their parent has returned.
+  /// and "" for a key directly below one. Key attributes are not written. More than 64 levels
+  /// below the key that is written first, sub-keys are written after the Dump of their parent has
+  /// returned.
   virtual void Dump(std::FILE* file, const char* parentPath) const;  // slot 14
 
   /// The parent, where the layer keeps links; null for a root and for all keys of the default
