@@ -32,7 +32,8 @@ void NameIndexBase::Reserve(std::uint32_t more) {
   std::uint32_t slotCount = m_slotCount != 0 ? m_slotCount : kFirstSlots;
   while (m_count + std::uint64_t{more} > Limit(slotCount)) {
     slotCount *= 2;
-    if (slotCount == 0 || slotCount > SIZE_MAX / sizeof(Slot)) throw std::bad_alloc();
+    if (slotCount == 0 || std::uint64_t{slotCount} * sizeof(Slot) > PTRDIFF_MAX)
+      throw std::bad_alloc();
   }
   auto* const slots = static_cast<Slot*>(AllocateBlock(slotCount * sizeof(Slot)));
   std::memset(slots, 0, slotCount * sizeof(Slot));
