@@ -482,7 +482,7 @@ TEST_F(OptionFileChoice, DuplicateLinesOfAnOptionBecomeOne) {
 }
 
 TEST_F(OptionFileChoice, BytesBehindAZeroByteAreSetAside) {
-  const std::string old("[Editor]\n\"Theme\"=\"dark\"\n\0[Other]\n\"a\"=\"b\"\n", 43);
+  const std::string old("[Editor]\n\"Theme\"=\"dark\"\n\0[Other]\n\"a\"=\"b\"\n", 41);
   bix::COptionFile* file = Add("user.tot", old);
   file->SetValue("Editor", "Theme", "blue");
   EXPECT_EQ(0, file->Save(nullptr));
