@@ -202,6 +202,9 @@ int DurableFile::Lock() {
   }
   const int error = LockWithin(m_directory.Get(), kLockSeconds);
   m_isLocked = error == 0;
+  // CHOICE(save-without-lock): where there are no locks every save would fail for ever. One that meets
+  // another then still replaces a whole file by a whole file.
+  // Test: DurableFileChoice.WhereThereAreNoLocksASaveGoesOnWithout
   return IsWithoutLocks(error) ? 0 : error;
 }
 
@@ -221,6 +224,9 @@ int DurableFile::Open() {
   const bool isReplaceable = isNamed && S_ISREG(m_targetStatus.st_mode) &&
                              IsSameFile(resolved, m_targetStatus) &&
                              !IsSticky(DirectoryOf(m_resolved), m_targetStatus);
+  // CHOICE(save-in-place): a device, and a file whose directory lets nobody replace it, is written in
+  // place, as a plain open for writing would do. A save that failed there would be no safer, only of
+  // no use. Test: DurableFileChoice.AFileThatCannotBeReplacedIsWrittenInPlace
   if (!isReplaceable) return OpenMemory();
   const int error = OpenTemporary();
   return IsRefusal(error) ? OpenMemory() : error;
@@ -291,8 +297,9 @@ int DurableFile::OpenTemporary() {
       continue;
     }
     if (errno != EEXIST) return errno;
-    // Under the lock no other save is at work, so a file of our own is what a killed one has left.
-    // A link, a directory or a stranger's file under this name is neither followed nor touched.
+    // CHOICE(save-removes-left-over): under the lock no other save is at work, so a file of our own is
+    // what a killed one has left. A link, a directory or a stranger's file under this name is neither
+    // followed nor touched. Test: DurableFileChoice.OnlyARegularFileOfOurOwnCountsAsLeftOver
     struct stat status;
     const bool isLeftOver = m_isLocked && ::lstat(m_temporary.c_str(), &status) == 0 &&
                             S_ISREG(status.st_mode) && status.st_uid == ::geteuid() &&

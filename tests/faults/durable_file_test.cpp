@@ -179,6 +179,80 @@ TEST(DurableFileChoice, AFailedSyncOfTheDirectoryIsNoFailure) {
   EXPECT_EQ((Files{{"file", "new"}}), Listing(directory.Path()));
 }
 
+/// Replaces the bytes of `target`; the first error number.
+int Replace(const std::string& target, const char* bytes) {
+  DurableFile file(target.c_str());
+  int error = file.Lock();
+  if (error == 0) error = file.Open();
+  if (error != 0) return error;
+  std::fputs(bytes, file.GetStream());
+  error = file.Finish();
+  return error != 0 ? error : file.Commit();
+}
+
+TEST(DurableFileChoice, AFileThatCannotBeReplacedIsWrittenInPlace) {
+  TempDirectory directory;
+  const std::string target = directory / "file";
+  WriteWholeFile(target, "a longer old text");
+  ASSERT_EQ(0, chmod(target.c_str(), 0666));
+  struct stat before {};
+  ASSERT_EQ(0, stat(target.c_str(), &before));
+  ASSERT_EQ(0, chmod(directory.Path().c_str(), 0555));
+  RunInChild(User::kOrdinary, [&] { EXPECT_EQ(0, Replace(target, "new")); });
+  ASSERT_EQ(0, chmod(directory.Path().c_str(), 0755));
+  struct stat after {};
+  ASSERT_EQ(0, stat(target.c_str(), &after));
+  EXPECT_EQ(before.st_ino, after.st_ino);
+  EXPECT_EQ((Files{{"file", "new"}}), Listing(directory.Path()));
+  EXPECT_EQ(0, Replace("/dev/null", "new"));
+  EXPECT_EQ(ENOSPC, Replace("/dev/full", "new"));
+}
+
+TEST(DurableFileChoice, WhereThereAreNoLocksASaveGoesOnWithout) {
+  for (const int error : {ENOLCK, EOPNOTSUPP, ENOSYS, EBADF, EINVAL}) {
+    SCOPED_TRACE(std::strerror(error));
+    TempDirectory directory;
+    const std::string target = directory / "file";
+    WriteWholeFile(target, "old");
+    int result;
+    {
+      SystemFaults faults;
+      faults.FailAll("flock ", error);
+      faults.FailAll("fcntl ", error);
+      result = Replace(target, "new");
+    }
+    EXPECT_EQ(0, result);
+    EXPECT_EQ((Files{{"file", "new"}}), Listing(directory.Path()));
+  }
+  // A directory that may be written and entered, but not read.
+  TempDirectory directory;
+  ASSERT_EQ(0, chmod(directory.Path().c_str(), 0333));
+  RunInChild(User::kOrdinary, [&] { EXPECT_EQ(0, Replace(directory / "file", "new")); });
+  ASSERT_EQ(0, chmod(directory.Path().c_str(), 0755));
+  EXPECT_EQ((Files{{"file", "new"}}), Listing(directory.Path()));
+}
+
+TEST(DurableFileChoice, OnlyARegularFileOfOurOwnCountsAsLeftOver) {
+  TempDirectory directory;
+  const std::string target = directory / "file";
+  WriteWholeFile(target + "~", "left over");
+  EXPECT_EQ(0, Replace(target, "1"));
+  EXPECT_EQ((Files{{"file", "1"}}), Listing(directory.Path()));
+  ASSERT_EQ(0, symlink("file", (target + "~").c_str()));
+  ASSERT_EQ(0, mkdir((target + "~2").c_str(), 0755));
+  ASSERT_EQ(0, mkfifo((target + "~3").c_str(), 0600));
+  EXPECT_EQ(0, Replace(target, "2"));
+  EXPECT_EQ(
+      (Files{{"file", "2"}, {"file~", "<link>"}, {"file~2", "<directory>"}, {"file~3", "<other>"}}),
+      Listing(directory.Path()));
+  if (geteuid() != 0) return;  // only root can make a file of another owner
+  ASSERT_EQ(0, unlink((target + "~").c_str()));
+  WriteWholeFile(target + "~", "theirs");
+  ASSERT_EQ(0, chown((target + "~").c_str(), 12345, 12345));
+  EXPECT_EQ(0, Replace(target, "3"));
+  EXPECT_EQ("theirs", ReadWholeFile(target + "~"));
+}
+
 TEST(CopyAside, TakesTheFirstFreeNumberAndKeepsTheMode) {
   TempDirectory directory;
   const std::string file = directory / "user.tot";

@@ -78,8 +78,7 @@ void SystemFaults::FailCall(std::size_t number, int error) {
 }
 
 void SystemFaults::FailAll(const std::string& beginning, int error) {
-  m_failingBeginning = beginning;
-  m_beginningError = error;
+  m_failingBeginnings.emplace_back(beginning, error);
 }
 
 void SystemFaults::KillAtCall(std::size_t number) { m_killingCall = number; }
@@ -100,8 +99,9 @@ int SystemFaults::Note(const char* function, const std::string& name) {
   if (m_isWatching) NoteInheritable();
   if (m_calls.size() == m_killingCall) ::kill(::getpid(), SIGKILL);
   if (m_calls.size() == m_failingCall) return m_error;
-  if (m_beginningError != 0 && m_calls.back().rfind(m_failingBeginning, 0) == 0)
-    return m_beginningError;
+  for (const auto& [beginning, error] : m_failingBeginnings) {
+    if (m_calls.back().rfind(beginning, 0) == 0) return error;
+  }
   return 0;
 }
 

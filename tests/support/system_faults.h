@@ -18,6 +18,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bix_test {
@@ -72,8 +73,7 @@ class SystemFaults {
   std::size_t m_failingCall = 0;
   int m_error = 0;
   std::size_t m_killingCall = 0;
-  std::string m_failingBeginning;
-  int m_beginningError = 0;
+  std::vector<std::pair<std::string, int>> m_failingBeginnings;
   bool m_skipsPauses = false;
   int m_skippedPauses = 0;
   std::size_t m_limit = static_cast<std::size_t>(-1);
