@@ -204,12 +204,21 @@ bool IsOnServerOf(std::string_view base, std::string_view target) {
   return StartsWith(base, target) && base.size() > target.size() && base[target.size()] == '/';
 }
 
+using Word = std::uint64_t;
+constexpr Word kOnes = 0x0101010101010101;
+
+Word WordAt(std::string_view text, std::size_t at) {
+  Word word;
+  std::memcpy(&word, text.data() + at, sizeof word);
+  return word;
+}
+
 /// How many bytes at the start agree; ends with the shorter text.
 std::size_t CommonLength(std::string_view left, std::string_view right) {
   const std::size_t shorter = std::min(left.size(), right.size());
   std::size_t at = 0;
-  for (; at + sizeof(std::uint64_t) <= shorter; at += sizeof(std::uint64_t)) {
-    if (std::memcmp(left.data() + at, right.data() + at, sizeof(std::uint64_t)) != 0) break;
+  for (; at + sizeof(Word) <= shorter; at += sizeof(Word)) {
+    if (WordAt(left, at) != WordAt(right, at)) break;
   }
   while (at < shorter && left[at] == right[at]) ++at;
   return at;
@@ -217,7 +226,15 @@ std::size_t CommonLength(std::string_view left, std::string_view right) {
 
 std::size_t CountSlashes(std::string_view text) {
   std::size_t count = 0;
-  for (const char byte : text) count += byte == '/' ? 1 : 0;
+  std::size_t at = 0;
+  for (; at + sizeof(Word) <= text.size(); at += sizeof(Word)) {
+    // In each byte: 0 for a slash; then its top bit: set for any other; then 1 for a slash.
+    const Word other = WordAt(text, at) ^ (kOnes * '/');
+    const Word bits = (((other & ~(kOnes << 7)) + ~(kOnes << 7)) | other) & (kOnes << 7);
+    const Word slashes = (bits >> 7) ^ kOnes;
+    count += static_cast<std::size_t>((slashes * kOnes) >> 56);
+  }
+  for (; at < text.size(); ++at) count += text[at] == '/' ? 1 : 0;
   return count;
 }
 
@@ -233,7 +250,7 @@ char* Climb(std::size_t levels, std::string_view rest) {
     errno = ERANGE;
   }
   NewText text(levels * up.size() + rest.size());
-  for (; levels > 0; --levels) text << up;
+  for (; levels > 0; --levels) text << "../";
   return (text << rest).Finish();
 }
 
@@ -287,8 +304,9 @@ char* get_rel_path(const char* target, const char* base) {
   // of it, which is the only result that keeps them. Test:
   // GetRelPathCompat.ABaseWithoutADirectoryGivesTheTargetAsPassed
   if (from.empty()) return Copy(target);
-  if (StartsWith(to, "//") && !IsOnServerOf(from, to)) from = {};
-  if (from.empty() || to.empty() || to[0] != from[0]) return Copy(to);
+  const bool isOnNetwork = to.size() >= 2 && to[0] == '/' && to[1] == '/';
+  if (isOnNetwork && !IsOnServerOf(from, to)) return Copy(to);
+  if (to.empty() || to[0] != from[0]) return Copy(to);
 
   const std::size_t common = CommonLength(to, from);
   // Back to just behind the "/" before: half a name in common is nothing in common.

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <sys/stat.h>
 
@@ -28,18 +29,20 @@ void Canonicalize(std::string& path) {
     path.resize(impl::CanonicalizePath(path.data(), path.data(), path.size()));
 }
 
-/// Makes `path` the normal form of `text`, which may lie inside `path`.
-void Normalize(std::string& path, const char* text) {
-  const std::size_t length = text != nullptr ? strnlen(text, kPathLimit) : 0;
-  if (length == kPathLimit) {
-    // COMPAT(overlong-is-empty): overlong text gives an empty path and not a shortened one.
-    // Test: PathNameLimitCompat.TextOf1024BytesGivesAnEmptyPath
-    errno = EINVAL;
-    path.clear();
-    return;
-  }
-  path.assign(text != nullptr ? text : "", length);
-  char* const end = path.data() + length;
+/// What there is to take of `text`.
+std::string_view Accept(const char* text) {
+  if (text == nullptr) return "";
+  const std::size_t length = strnlen(text, kPathLimit);
+  if (length < kPathLimit) return {text, length};
+  // COMPAT(overlong-is-empty): overlong text gives an empty path and not a shortened one.
+  // Test: PathNameLimitCompat.TextOf1024BytesGivesAnEmptyPath
+  errno = EINVAL;
+  return "";
+}
+
+/// Brings the accepted text of `path` into normal form.
+void Normalize(std::string& path) {
+  char* const end = path.data() + path.size();
   for (char* at = path.data(); (at = static_cast<char*>(std::memchr(
                                     at, '\\', static_cast<std::size_t>(end - at)))) != nullptr;) {
     *at++ = '/';
@@ -77,19 +80,18 @@ bool IsDirectory(const std::string& path) {
 
 }  // namespace
 
-SPathName::SPathName(const char* text) { Normalize(*this, text); }
-SPathName::SPathName(const SString& text) { Normalize(*this, text.c_str()); }
+SPathName::SPathName(const char* text) : SString(std::string(Accept(text))) { Normalize(*this); }
+SPathName::SPathName(const SString& text) : SPathName(text.c_str()) {}
 SPathName::~SPathName() = default;
 
 SPathName& SPathName::operator=(const char* text) {
-  Normalize(*this, text);
+  const std::string_view accepted = Accept(text);
+  assign(accepted.data(), accepted.size());  // may be a part of this text itself
+  Normalize(*this);
   return *this;
 }
 
-SPathName& SPathName::operator=(const SString& text) {
-  Normalize(*this, text.c_str());
-  return *this;
-}
+SPathName& SPathName::operator=(const SString& text) { return *this = text.c_str(); }
 
 const char* SPathName::GetTail() const {
   const char* const separator = impl::FindLastDirSep(c_str());
@@ -154,7 +156,7 @@ void SPathName::SubSuffix() {
   // COMPAT(unsuffix-normalises): what is left is assigned as text and so normalised once more:
   // "/a/b/..." loses one dot to its suffix and then the component before.
   // Test: PathNameSuffixCompat.WhatIsLeftIsNormalised
-  Normalize(*this, c_str());
+  *this = c_str();
 }
 
 void SPathName::MakeExpandPath() { *this = filename_expand(c_str()); }
