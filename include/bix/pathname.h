@@ -19,8 +19,6 @@
 ///   reads the environment, so it does not run beside setenv() or putenv().
 
 #include <string>
-
-#include <string>
 #include <type_traits>
 
 #include "bix/export.h"
