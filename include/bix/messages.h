@@ -111,6 +111,9 @@ class BIX_EXPORT CMsgOut {
   /// Flushes what is still in the buffer and closes the log file. A handler must be alive until
   /// then, or have been taken off: a host pops its handlers from `bixerr` and `bixout` before it
   /// exits.
+  ///
+  /// Only `bixerr` and `bixout` can be used beyond their end, while the process exits: what is
+  /// flushed then goes to the console alone, or nowhere if the channel was quiet.
   virtual ~CMsgOut();
 
   /// Appends the text.
@@ -155,6 +158,9 @@ class BIX_EXPORT CMsgOut {
   friend BIX_EXPORT CMsgOut& flush(CMsgOut& channel);
   friend BIX_EXPORT CMsgOut& endl(CMsgOut& channel);
 
+  CMsgOut(MessageKind kind, bool quiet);
+
+  void ReviveIfEnded();
   void ReadSetting(const char* setting);
   void PrintUsage();
   void Deliver();
@@ -192,10 +198,11 @@ BIX_EXPORT CMsgOut& flush(CMsgOut& channel);
 /// Appends "Internal error: ".
 BIX_EXPORT CMsgOut& IntErr(CMsgOut& channel);
 
-/// The process's error channel, shown on standard error. Process lifetime.
+/// The process's error channel, shown on standard error. Process lifetime; see ~CMsgOut.
 extern BIX_EXPORT CMsgOut bixerr;
 
-/// The process's channel for normal output, shown on standard output. Process lifetime.
+/// The process's channel for normal output, shown on standard output. Process lifetime; see
+/// ~CMsgOut.
 extern BIX_EXPORT CMsgOut bixout;
 
 }  // namespace bix

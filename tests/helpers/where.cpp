@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
+#include <string>
 
 #include "bix/directories.h"
 #include "bix/library.h"
@@ -40,6 +42,19 @@ const char* DefaultProjects() {
   return s_path.c_str();
 }
 
+const char* ThreadCount() {
+  static std::string s_count;
+  const std::filesystem::directory_iterator threads("/proc/self/task");
+  s_count = std::to_string(std::distance(begin(threads), end(threads)));
+  return s_count.c_str();
+}
+
+const char* RemoveWorkingDirectory() {
+  std::error_code error;
+  std::filesystem::remove_all(std::filesystem::current_path(), error);
+  return error ? "still there" : "gone";
+}
+
 const struct {
   const char* name;
   const char* (*function)();
@@ -62,6 +77,8 @@ const struct {
     {"current-text", &CurrentText},
     {"current-handle", &CurrentHandleState},
     {"default-projects", &DefaultProjects},
+    {"threads", &ThreadCount},
+    {"remove-working-directory", &RemoveWorkingDirectory},
 };
 
 bool Answer(const char* name) {

@@ -1,4 +1,5 @@
-// The library's own texts in German, as a translator would ship them.
+// The library's own texts in German, as a translator would ship them; with BIX_GERMAN_KEEPS_TABLE
+// it leaves it to others to take its table away.
 
 #include "bix/library.h"
 #include "bix/stringtable.h"
@@ -9,4 +10,6 @@ void InitializeLibResources(HINSTANCE module) {
   table->Add(10, "'%s' kann nicht gelesen werden.");
 }
 
+#ifndef BIX_GERMAN_KEEPS_TABLE
 void UninitializeLibResources(HINSTANCE module) { bix::BixUnregisterStringTable(module); }
+#endif

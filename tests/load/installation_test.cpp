@@ -45,6 +45,15 @@ TEST(InstallationDirectories, ALibraryOfTheWorkingDirectoryLiesThere) {
   EXPECT_EQ(installation.Bin() + "\n" + installation.Root() + "\n", result.output);
 }
 
+TEST(InstallationDirectories, AWorkingDirectoryThatIsGoneIsADot) {
+  const Installation installation;
+  const ProgramResult result = Program(BIX_WHERE, {"remove-working-directory", "bin"})
+                                   .Set("LD_LIBRARY_PATH", ".")
+                                   .In(installation.Bin())
+                                   .Run();
+  EXPECT_EQ("gone\n.\n", result.output);
+}
+
 TEST(InstallationDirectories, OtherRelativeNamesStayRelative) {
   const Installation installation;
   const ProgramResult result = Program(BIX_WHERE, {"bin", "directory"})
@@ -77,6 +86,19 @@ TEST(FreshProcess, KnowsNoHome) {
   EXPECT_EQ("\n\n\naddins\n<none>\n", result.output);
   EXPECT_EQ("", result.errors);
   EXPECT_TRUE(std::filesystem::is_empty(elsewhere.Path()));
+}
+
+TEST(FreshProcess, HasNoThreadOfTheLibrary) {
+  const Installation installation;
+  const TempDirectory home;
+  const ProgramResult result =
+      Program(BIX_WHERE, {"threads", "user", "default-projects", "own-text", "threads"})
+          .Set("LD_LIBRARY_PATH", installation.Bin())
+          .Set("HOME", home.Path())
+          .Run();
+  EXPECT_EQ(
+      "1\n" + home.Path() + "/Kestrane/Vorn 4.2\n" + home.Path() + "/My Projects\nMy Projects\n1\n",
+      result.output);
 }
 
 TEST(FreshProcess, KnowsNoArguments) {

@@ -164,6 +164,24 @@ TEST(ResourceGuardCompat, TheLibraryGoesBeforeItsTable) {
   EXPECT_LT(deleted, byGuard);
 }
 
+TEST(ResourceGuardCompat, TheGuardDeletesATableThatItsLibraryLeft) {
+  Installation installation;
+  installation.AddGerman(BIX_GERMAN_KEEPING);
+  const ProgramResult result = Where(installation, {"own-text"})
+                                   .Set("KESTRANE_ATELAN_LANGUAGE", "de")
+                                   .Set("QRD_DEBUG_RESOURCE", "1")
+                                   .Run();
+  EXPECT_EQ(0, result.signal);
+  EXPECT_EQ("Meine Projekte\n", result.output);
+  const std::size_t end = result.errors.find(": ~BixHandleResourceDLL( ");
+  ASSERT_NE(std::string::npos, end) << result.errors;
+  const std::size_t byGuard = result.errors.find(": BixUnregisterStringTable(", end);
+  const std::size_t deleted = result.errors.find(": ~SStringTable( ", end);
+  ASSERT_NE(std::string::npos, deleted) << result.errors;
+  EXPECT_LT(byGuard, deleted);
+  EXPECT_EQ(std::string::npos, result.errors.find(": BixUnregisterStringTable(", byGuard + 1));
+}
+
 /// How a host loads the library and leaves it.
 struct Host {
   const char* scope;

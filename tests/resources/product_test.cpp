@@ -18,6 +18,11 @@ TEST(Product, JoinsTheVersionWithAnySeparator) {
   EXPECT_EQ("4_2", AtelanProduct::GetRegistryToolVersion('_'));
   EXPECT_EQ("4v2", AtelanProduct::GetRegistryToolVersion('v'));
   EXPECT_EQ("4%2", AtelanProduct::GetRegistryToolVersion('%'));
+  EXPECT_EQ(
+      "4\xe9"
+      "2",
+      AtelanProduct::GetRegistryToolVersion('\xe9'));
+  EXPECT_EQ("4", AtelanProduct::GetRegistryToolVersion('\0')) << "a zero byte ends the text";
 }
 
 TEST(Product, BuildsSettingsPathsWithSingleBackslashes) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +33,9 @@ constexpr const char* kVariables[] = {"BIX_ERR_OUT",
 
 constexpr int kCannotStart = 126;
 
+/// A program that writes without end is ended by the system, before it takes the machine's memory.
+constexpr rlimit kMostWritten = {16 << 20, 16 << 20};
+
 std::string ReadFromStart(int fd) {
   std::string content;
   char block[4096];
@@ -58,6 +62,7 @@ ProgramResult Program::Run() const {
   if (result.pid == 0) {
     dup2(output, 1);
     dup2(errors, 2);
+    (void)setrlimit(RLIMIT_FSIZE, &kMostWritten);
     for (const char* variable : kVariables) unsetenv(variable);
     for (const std::string& variable : m_unset) unsetenv(variable.c_str());
     for (const auto& [variable, value] : m_variables) setenv(variable.c_str(), value.c_str(), 1);

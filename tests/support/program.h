@@ -40,7 +40,8 @@ class Program {
     return *this;
   }
 
-  /// Runs the program to its end. The test fails when it cannot be started.
+  /// Runs the program to its end, which is SIGXFSZ when it has written 16 MiB to one file. The test
+  /// fails when it cannot be started.
   ProgramResult Run() const;
 
  private:
