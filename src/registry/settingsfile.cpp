@@ -19,7 +19,6 @@
 #include <cstring>
 #include <memory>
 #include <optional>
-#include <vector>
 
 #include <strings.h>
 #ifdef __SSE2__
@@ -534,14 +533,15 @@ void CRgLoader::HandOverAttributes(CRgValue* value) {
   if (value == nullptr) return DeleteAttributes();
   // CHOICE(reader-value-attributes): the default layer takes none in CreateValue, and still they
   // read back. Test: SettingsReaderLayers.ValueGetsTheAttributesItsLayerLeft
-  std::vector<const CRgAttribute*> held;
-  for (void* position = value->GetFirstAttributePosition(); position != nullptr;)
-    held.push_back(value->GetNextAttribute(position));
-  std::sort(held.begin(), held.end(), std::less<>());
+  // What the value holds goes first, and without needing memory: it must not be deleted here when
+  // there is none left for the others.
+  for (void* position = m_attributes.GetHeadPosition(); position != nullptr;) {
+    void* const place = position;
+    if (value->GetAttributeList()->Find(m_attributes.GetNext(position)) != nullptr)
+      m_attributes.RemoveAt(place);
+  }
   while (void* position = m_attributes.GetHeadPosition()) {
-    CRgAttribute* attribute = m_attributes.GetAt(position);
-    if (!std::binary_search(held.begin(), held.end(), attribute, std::less<>()))
-      value->AddAttribute(attribute);
+    value->AddAttribute(m_attributes.GetAt(position));
     m_attributes.RemoveAt(position);
   }
 }
