@@ -192,7 +192,7 @@ class BIX_EXPORT CIncrSaveContext {
 
   void StartPath(std::string_view path);
   void WriteHeaderOnce();
-  void WriteTreeValue(COptRgValue& value);
+  void WriteTreeValueOnce(CRgValue& value);
 
   std::FILE* m_stream;
   SString m_pendingPath;

@@ -22,8 +22,8 @@
 ///   that a look-up returns are owned by the option file or the declaration they come from, valid
 ///   until the option changes.
 /// Errors: nothing here writes messages. Look-ups of what is not there return null or "".
-/// Threads: no lock; a manager and its files belong to one thread at a time, and no two threads
-///   save option files at once.
+/// Threads: no lock; a manager and its files belong to one thread at a time. Threads may use
+///   managers of their own at the same time.
 
 #include <cstddef>
 
@@ -345,7 +345,7 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
 
   void Own(COptionFile* file);
   void NoteName(COptionFile* file);
-  void RemoveFromTable(const COptionFile* file);
+  void RemoveFromTable(const COptionFile* file) noexcept;
   void Forget(COptionFile* file);
   COptionFile* FindOwned(const SPathName& path) const;
   void AddPredefinedFile(const SPathName& path);

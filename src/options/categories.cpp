@@ -1,6 +1,7 @@
 // Declared categories and options, and their mirror at run time.
 
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -109,9 +110,10 @@ const COption* CMgrCategory::FindOption(const char* path) const {
 }
 
 CMgrCategory* CMgrCategory::MakeSubCategory(const char* name) {
-  CMgrCategory*& category = m_categories[View(name)];
-  if (category == nullptr) category = new CMgrCategory(name, this, m_manager);
-  return category;
+  if (CMgrCategory* const* found = m_categories.PLookup(View(name))) return *found;
+  std::unique_ptr<CMgrCategory> made(new CMgrCategory(name, this, m_manager));
+  m_categories.AddMissing(View(name), made.get());
+  return made.release();  // owned by this category
 }
 
 CMgrCategory* CMgrCategory::MergeCategory(const CCategory* category) {

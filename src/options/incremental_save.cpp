@@ -15,6 +15,8 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <typeinfo>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -40,6 +42,12 @@ std::uint32_t NextGeneration() {
   return next;
 }
 
+/// `value` when it is one of the option layer, which is nearly always exactly that; or null.
+COptRgValue* AsOptionValue(CRgValue* value) {
+  if (typeid(*value) == typeid(COptRgValue)) return static_cast<COptRgValue*>(value);
+  return dynamic_cast<COptRgValue*>(value);
+}
+
 }  // namespace
 
 /// What was written so far, and the attributes of the section as name and value in turn.
@@ -47,6 +55,7 @@ class CIncrSaveContext::Writing {
  public:
   impl::SettingsDigest digest;
   std::vector<std::pair<std::string, std::string>> attributes;
+  std::unordered_set<const CRgValue*> otherValues;  // saved ones that carry no mark of their own
 
   void TakeAttributes(const MList<CRgAttribute*>& list) {
     attributes.clear();
@@ -102,6 +111,7 @@ void CIncrSaveContext::SetSectionAttributes(COptRgKey& key, MList<CRgAttribute*>
   m_writing->TakeAttributes(*attributes);
   for (void* position = attributes->GetHeadPosition(); position != nullptr;)
     delete attributes->GetNext(position);
+  attributes->RemoveAll();  // writing may fail, and the reader then deletes what it still has
   // CHOICE(undeclared-section-attributes): the attributes of a section of others would get lost
   // with its header, so the header stays even when nothing stands below it. Test:
   // OptionFileChoice.UndeclaredSectionWithAttributesKeepsItsHeader
@@ -111,29 +121,31 @@ void CIncrSaveContext::SetSectionAttributes(COptRgKey& key, MList<CRgAttribute*>
 void CIncrSaveContext::SaveValue(COptRgKey& key, const char* name, CRgValue::RvType type,
                                  const char* text, MList<CRgAttribute*>* attributes) {
   // The tree comes first: it may hold a value whose declaration has been taken back since.
-  auto* value = dynamic_cast<COptRgValue*>(key.FindValue(name));
-  CMgrCategory* category = key.GetCategory();
-  const bool isDeclared =
-      category != nullptr && category->GetOptionSet()->FindOption(name) != nullptr;
-  if (value == nullptr && !isDeclared) {
-    WriteHeaderOnce();
-    impl::WriteOptionValue(m_stream, View(name), type, View(text), attributes);
-    m_writing->digest.AddValue(View(name), View(text), attributes);
+  if (CRgValue* value = key.FindValue(name)) {
+    // CHOICE(duplicate-option-lines): of two lines for one option the first takes the tree's text
+    // and the second goes; otherwise the shadowed text would come back at the end of the section.
+    // Test: OptionFileChoice.DuplicateLinesOfAnOptionBecomeOne
+    WriteTreeValueOnce(*value);
     return;
   }
-  // CHOICE(duplicate-option-lines): of two lines for one option the first takes the tree's text and
-  // the second goes; otherwise the shadowed text would come back at the end of the section.
-  // Test: OptionFileChoice.DuplicateLinesOfAnOptionBecomeOne
-  if (value != nullptr && value->m_savedIn != m_generation) WriteTreeValue(*value);
+  CMgrCategory* category = key.GetCategory();
+  // CHOICE(save-drops-what-the-tree-lacks): also an option that another process has added to the
+  // file since it was loaded. This is the place where both sides could be told apart and merged.
+  // Test: OptionFileChoice.OptionAddedByAnotherProcessSinceTheLoadDisappears
+  if (category != nullptr && category->GetOptionSet()->FindOption(name) != nullptr) return;
+  WriteHeaderOnce();
+  impl::WriteOptionValue(m_stream, View(name), type, View(text), attributes);
+  m_writing->digest.AddValue(View(name), View(text), attributes);
 }
 
 void CIncrSaveContext::SaveUnsavedValues(COptRgKey& key) {
   if (key.m_savedIn == m_generation) return;
   key.m_savedIn = m_generation;
   for (void* position = key.GetFirstValuePosition(); position != nullptr;) {
-    auto* value = dynamic_cast<COptRgValue*>(key.GetNextValue(position));
-    if (value == nullptr || value->m_savedIn == m_generation) continue;
-    if (key.FindValue(value->GetName()) == value) WriteTreeValue(*value);
+    CRgValue* value = key.GetNextValue(position);
+    const COptRgValue* option = AsOptionValue(value);
+    if (option != nullptr && option->m_savedIn == m_generation) continue;
+    if (key.FindValue(value->GetName()) == value) WriteTreeValueOnce(*value);
   }
 }
 
@@ -188,11 +200,17 @@ void CIncrSaveContext::WriteHeaderOnce() {
   (void)std::fwrite(header.data(), 1, header.size(), m_stream);
 }
 
-void CIncrSaveContext::WriteTreeValue(COptRgValue& value) {
+void CIncrSaveContext::WriteTreeValueOnce(CRgValue& value) {
+  if (COptRgValue* option = AsOptionValue(&value)) {
+    if (option->m_savedIn == m_generation) return;
+    option->m_savedIn = m_generation;
+  } else if (!m_writing->otherValues.insert(&value).second) {
+    return;
+  }
   WriteHeaderOnce();
   value.Dump(m_stream);
-  value.m_savedIn = m_generation;
-  m_writing->digest.AddValue(View(value.GetName()), value.GetValue(), value.GetAttributeList());
+  m_writing->digest.AddValue(View(value.GetName()), View(value.GetValue()),
+                             value.GetAttributeList());
 }
 
 }  // namespace bix

@@ -55,14 +55,13 @@ int FindZeroByte(const char* target, bool& holds) {
   }
 }
 
-/// The last steps of a save: to the disk, read back, renamed.
-int FinishAndCommit(impl::DurableFile& file, std::uint64_t digest) {
+/// The steps before the rename: to the disk, and read back.
+int FinishAndCheck(impl::DurableFile& file, std::uint64_t digest) {
   if (const int error = file.Finish()) return error;
   // CHOICE(save-reads-back): the format cannot carry a quote in a text or a "]" in a key name. Such
   // a tree must not take the place of a readable file. Test:
   // OptionFileChoice.TreeThatCannotBeWrittenReadablyKeepsTheOldFile
-  if (!impl::ReadsBackAs(file.GetTemporaryName(), digest)) return 1;
-  return file.Commit();
+  return impl::ReadsBackAs(file.GetTemporaryName(), digest) ? 0 : 1;
 }
 
 int SaveWholeTree(impl::DurableFile& file, const CRgKey& root) {
@@ -70,7 +69,8 @@ int SaveWholeTree(impl::DurableFile& file, const CRgKey& root) {
   root.Dump(file.GetStream(), nullptr);
   impl::SettingsDigest digest;
   impl::AddTree(digest, root);
-  return FinishAndCommit(file, digest.GetSum());
+  const int error = FinishAndCheck(file, digest.GetSum());
+  return error != 0 ? error : file.Commit();
 }
 
 }  // namespace
@@ -169,14 +169,9 @@ int COptionFile::Save(const char* fileName) {
 }
 
 int COptionFile::SaveIncrementally(impl::DurableFile& file, const char* target) {
-  // CHOICE(save-over-zero-byte): the reader ends at a zero byte, with success. What a crash of the
-  // machine left behind one would be gone with this save, so the bytes are kept beside the file.
-  // Test: OptionFileChoice.BytesBehindAZeroByteAreSetAside
   bool holdsZeroByte = false;
   // A file that cannot be read counts as such in all of the save: 1.
   if (FindZeroByte(target, holdsZeroByte) != 0) return 1;
-  if (holdsZeroByte)
-    if (const int error = impl::CopyAside(target)) return error;
   if (const int error = file.Open()) return error;
   CIncrSaveContext context(file.GetStream(), static_cast<COptRgKey*>(m_root));
   {
@@ -187,7 +182,14 @@ int COptionFile::SaveIncrementally(impl::DurableFile& file, const char* target) 
     if (const int result = Merge(target)) return result;
   }
   context.FlushUnsavedKeys();
-  return FinishAndCommit(file, context.GetDigest());
+  if (const int error = FinishAndCheck(file, context.GetDigest())) return error;
+  // CHOICE(save-over-zero-byte): the reader ends at a zero byte, with success. What a crash of the
+  // machine left behind one would be gone with this save, so the bytes are kept beside the file,
+  // once it is certain that nothing else keeps the save from replacing it.
+  // Test: OptionFileChoice.BytesBehindAZeroByteAreSetAside
+  if (holdsZeroByte)
+    if (const int error = impl::CopyAside(target)) return error;
+  return file.Commit();
 }
 
 }  // namespace bix

@@ -1,6 +1,7 @@
 // Keys and values of option files. While a file is saved, the keys hand what the reader finds in
 // the old file to the save under way instead of building on it; see incremental_save.cpp.
 
+#include <memory>
 #include <string_view>
 
 #include "bix/optionfile.h"
@@ -83,10 +84,10 @@ CRgKey* COptRgKey::CreateKey(const char* name, MList<CRgAttribute*>* attributes)
   }
   CRgKey* key = FindKey(name);
   if (key == nullptr) {
-    auto* made = new COptRgKey(name);  // owned by this key from AddKey on
+    auto made = std::make_unique<COptRgKey>(name);
     made->SetCategory(category);
-    AddKey(made);
-    key = made;
+    AddKey(made.get());
+    key = made.release();  // owned by this key
   }
   if (attributes != nullptr && !attributes->IsEmpty()) key->SetAttributes(attributes);
   return key;
@@ -98,8 +99,10 @@ CRgKey* COptRgKey::FindKey(const char* name) const {
 }
 
 bool COptRgKey::AddKey(CRgKey* key) {
+  // Room in the index first, so that memory exhaustion leaves nothing half added.
+  CRgKey*& entry = m_keyIndex[View(key->GetName())];
   const bool isAdded = CRgKey::AddKey(key);
-  m_keyIndex.SetAt(View(key->GetName()), key);
+  entry = key;
   SetParent(*key, this);
   return isAdded;
 }
@@ -118,12 +121,17 @@ CRgValue* COptRgKey::CreateValue(const char* name, CRgValue::RvType type, const 
   const COption* option =
       m_category != nullptr ? m_category->GetOptionSet()->FindOption(name) : nullptr;
   if (option == nullptr) return nullptr;
-  auto* made = new COptRgValue(option, value);  // owned by this key from AddValue on
-  if (attributes != nullptr)
-    for (void* position = attributes->GetHeadPosition(); position != nullptr;)
-      made->AddAttribute(attributes->GetNext(position));
-  AddValue(made);
-  return made;
+  auto made = std::make_unique<COptRgValue>(option, value);
+  try {
+    if (attributes != nullptr)
+      for (void* position = attributes->GetHeadPosition(); position != nullptr;)
+        made->AddAttribute(attributes->GetNext(position));
+    AddValue(made.get());
+  } catch (...) {
+    made->GetAttributeList()->RemoveAll();  // they stay the caller's
+    throw;
+  }
+  return made.release();  // owned by this key
 }
 
 CRgValue* COptRgKey::FindValue(const char* name) const {

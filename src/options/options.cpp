@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -83,15 +84,21 @@ void COptionManager::NoteName(COptionFile* file) {
   if (!path.empty()) m_fileTable[path] = file;
 }
 
-void COptionManager::RemoveFromTable(const COptionFile* file) {
-  SVector<SString> paths;
-  for (void* position = m_fileTable.GetStartPosition(); position != nullptr;) {
-    SString path;
-    COptionFile* held = nullptr;
-    m_fileTable.GetNextAssoc(position, path, held);
-    if (held == file) paths.push_back(path);
+void COptionManager::RemoveFromTable(const COptionFile* file) noexcept {
+  try {
+    SVector<SString> paths;
+    for (void* position = m_fileTable.GetStartPosition(); position != nullptr;) {
+      SString path;
+      COptionFile* held = nullptr;
+      m_fileTable.GetNextAssoc(position, path, held);
+      if (held == file) paths.push_back(path);
+    }
+    for (const SString& path : paths) m_fileTable.RemoveKey(path);
+  } catch (const std::bad_alloc&) {
+    // A file that is not in the table is loaded anew when it is asked for; one that is gone must
+    // not be found.
+    m_fileTable.RemoveAll();
   }
-  for (const SString& path : paths) m_fileTable.RemoveKey(path);
 }
 
 /// Called by a file that goes, and by a manager that goes before a file that another one owns.
@@ -107,8 +114,14 @@ void COptionManager::Forget(COptionFile* file) {
 bool COptionManager::AddFile(COptionFile* file) {
   if (m_files.Find(file) != nullptr || GetFile(SPathName(file->GetPathName())) != nullptr)
     return false;
-  Own(file);
-  m_files.AddTail(file);
+  const bool isNew = m_knownFiles.Find(file) == nullptr;
+  try {
+    Own(file);
+    m_files.AddTail(file);
+  } catch (...) {
+    if (isNew) Forget(file);  // it stays the caller's
+    throw;
+  }
   return true;
 }
 
@@ -139,8 +152,8 @@ COptionFile* COptionManager::FindOwned(const SPathName& path) const {
 COptionFile* COptionManager::AddOptionFile(SPathName path) {
   COptionFile* known = FindOwned(path);
   if (known == nullptr) return Load(path.c_str());
-  (void)AddFile(known);  // false when it is listed
-  return known;
+  // Refused when it is listed, or when another file of this path took its place meanwhile.
+  return AddFile(known) ? known : GetFile(path);
 }
 
 bool COptionManager::RemoveOptionFile(SPathName path) {
