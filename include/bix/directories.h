@@ -12,9 +12,9 @@
 /// Owner: a text is owned by the function that returns it, and shows the new value after its next
 /// call.
 /// Errors: a missing variable is no error: the functions return false and leave `out` as it was, or
-/// return the text of the call before, at first "". Failures to create a directory change no
-/// result. Encoding: bytes, handed to the system unchanged. Threads: no lock; callers on several
-/// threads serialise their calls.
+/// return the text of the call before, at first "". Failures to create a directory change no result.
+/// Encoding: bytes, handed to the system unchanged.
+/// Threads: no lock; callers on several threads serialise their calls.
 
 #include "bix/export.h"
 #include "bix/pathname.h"
@@ -37,7 +37,7 @@ BIX_EXPORT void BixGetMainArguments(int& argc, const char**& argv);
 /// The path of the program: the first saved argument, normalised like every path name but not made
 /// absolute. "" before BixSaveMainArguments.
 ///
-/// Owner: process lifetime.
+/// Owner: shared static; valid until the next BixSaveMainArguments.
 BIX_EXPORT const char* TMPBixGetAbsoluteArgv0();
 
 /// The value of an environment variable, or null.
@@ -86,8 +86,8 @@ BIX_EXPORT const char* BixGetUserDir();
 
 /// Where the user's add-ins are. Not created.
 ///
-///   VORN_USER_ADDINS_DIR="/x"  => "/x/addins"     the variable names the folder that holds
-///   "addins" unset                      => <BixGetUserDir()>/addins
+///   VORN_USER_ADDINS_DIR="/x"  => "/x/addins"    the variable names the folder that holds "addins"
+///   unset                      => <BixGetUserDir()>/addins
 BIX_EXPORT const char* BixGetUserAddinsDir();
 
 /// Where the company's add-ins are. Not created.

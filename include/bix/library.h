@@ -4,9 +4,12 @@
 /// Dynamic libraries, and the choice between a module's own English texts and a resource library in
 /// the user's language.
 ///
-///   static char manageDll;                                        // names this module
-///   static HINSTANCE s_module = bix::GetDllHandle(reinterpret_cast<HINSTANCE>(&manageDll));
-///   static bix::BixHandleResourceDLL s_resources("TOOL_R.DLL", RegisterEnglishTexts, s_module);
+///   char manageDll;                                               // names this module
+///   HINSTANCE s_module = bix::GetDllHandle(reinterpret_cast<HINSTANCE>(&manageDll));
+///   HINSTANCE const s_previous = bix::BixGetResourceHandle();
+///   HINSTANCE const s_current = bix::BixSetResourceHandle(s_module);  // takes the English texts
+///   bix::BixHandleResourceDLL s_resources("TOOL_R.DLL", &RegisterEnglishTexts, s_module);
+///   HINSTANCE const s_restored = bix::BixSetResourceHandle(s_previous);
 ///
 /// The library itself exports three plain C functions. "InitializeLibResources" and
 /// "UninitializeLibResources", both given a handle, register and unregister its own English texts
@@ -37,15 +40,18 @@ class BIX_EXPORT BixHandleResourceDLL {
   ///
   ///   "en"           calls `initialize`, unless null, with the current resource handle
   ///   anything else  loads <BixGetLocaleDir()>/<name>, and sets `handle` to the handle of the
-  ///   library
-  ///                  loaded: the module finds its texts by that
+  ///                  library loaded: the module finds its texts by that
+  ///
+  /// A module whose handle is not the current one makes it so for the time of this call; otherwise
+  /// its English texts take the place of those of the module that is current.
   ///
   /// The name is used as it stands. There is no fall-back: in another language the English texts
   /// are never registered, whether the library could be loaded or not.
   ///
   /// Owner: `handle` is borrowed for the call.
-  /// Errors: a library that cannot be loaded is reported on `bixerr` as "Loading of resource DLL
-  /// "<name>" failed.\nError reported: <the loader's text>"; `handle` stays as it was.
+  /// Errors: a library that cannot be loaded is reported on `bixerr` as
+  /// `Loading of resource DLL "<name>" failed.\nError reported: <the loader's text>`;
+  /// `handle` stays as it was.
   BixHandleResourceDLL(const char* name, void (*initialize)(HINSTANCE), HINSTANCE& handle);
   BixHandleResourceDLL(const BixHandleResourceDLL&) = delete;
   BixHandleResourceDLL& operator=(const BixHandleResourceDLL&) = delete;

@@ -192,6 +192,26 @@ TEST(ResourceGuard, EnglishTextsComeFromTheModule) {
   }
 }
 
+TEST(ResourceGuard, AnAddInHasItsTextsBesideThoseOfTheLibrary) {
+  const ScopedVariable variable("KESTRANE_ATELAN_LANGUAGE", nullptr);
+  ScopedRecorder reports;
+  HINSTANCE const current = bix::BixGetResourceHandle();
+  HINSTANCE const library = bix::BixLoadDynamicLinkLibrary(BIX_ADDIN_LIBRARY);
+  ASSERT_NE(nullptr, library) << dlerror();
+  auto* const addInModule =
+      reinterpret_cast<HINSTANCE (*)()>(bix::BixGetProcAddress(library, "AddInModule"));
+  ASSERT_NE(nullptr, addInModule);
+  HINSTANCE const module = addInModule();
+  SString text;
+  EXPECT_EQ(10, bix::BixLoadString(module, 8, text));
+  EXPECT_EQ("The add-in", text);
+  EXPECT_EQ(11, bix::BixLoadString(bix::BixhDllInstance, 8, text));
+  EXPECT_EQ(current, bix::BixGetResourceHandle());
+  dlclose(library);
+  EXPECT_FALSE(bix::LoadStringA(module, 8, text)) << "gone with the add-in";
+  EXPECT_EQ("", reports.Text());
+}
+
 TEST(ResourceGuardCompat, EnglishTextsGoToTheCurrentHandle) {
   const ScopedVariable variable("KESTRANE_ATELAN_LANGUAGE", nullptr);
   int anchor = 0;

@@ -4,8 +4,7 @@
 //   bix list FILE                      every value with its section
 //   bix get FILE SECTION NAME          one value
 //   bix explain SECTION NAME FILE...   which file of a stack gives an option, and why
-//   bix directories                    where the library finds its installation and the user's
-//   files
+//   bix directories                    where the library finds its installation
 
 #include <algorithm>
 #include <cstddef>
