@@ -30,7 +30,8 @@ namespace bix {
 
 namespace impl {
 class DurableFile;
-}
+class SplitPath;
+}  // namespace impl
 
 class CIncrSaveContext;
 
@@ -57,8 +58,18 @@ class BIX_EXPORT COptRgValue : public CRgValue {
   /// True when the value carries the attribute "fixed" with the exact text "true".
   bool IsFixed() const;
 
+  static void* operator new(std::size_t size);
+  static void* operator new(std::size_t, void* place) noexcept { return place; }
+  static void operator delete(void* room, std::size_t size) noexcept;
+
  private:
   friend class CIncrSaveContext;
+  friend class impl::NameIndex<COptRgValue>;
+
+  std::string_view GetIndexName() const {
+    return m_option->name != nullptr ? m_option->name : std::string_view();
+  }
+  bool IsIndexedAs(std::string_view name) const { return GetIndexName() == name; }
 
   const COption* m_option;
   SString m_text;
@@ -104,18 +115,30 @@ class BIX_EXPORT COptRgKey : public CRgKey {
  protected:
   CMgrCategory* m_category = nullptr;
   std::uint32_t m_state = 0;  // of no use yet
+  // Elements of derived classes.
   MMap<SString, CRgKey*> m_keyIndex;
   MMap<SString, CRgValue*> m_valueIndex;
   SString m_name;
 
  private:
   friend class CIncrSaveContext;
+  friend class impl::NameIndex<COptRgKey>;
 
   friend class COptionManager;
 
+  std::string_view GetIndexName() const { return m_name; }
+  bool IsIndexedAs(std::string_view name) const { return m_name == name; }
+  /// The key at a path below this one; null when there is none. `isKnown` is false when only the
+  /// virtual look-ups can tell.
+  const COptRgKey* WalkTo(const impl::SplitPath& path, bool& isKnown) const;
+  const CRgValue* FindValueOf(std::string_view name) const;
   /// Deletes the values of a name of which none is found any more.
   void DeleteHiddenValues(const char* name);
 
+  // Behind the fields that add-ins know: the elements of this layer, which are nearly all. A name is
+  // in one of its two indexes at most.
+  impl::NameIndex<COptRgKey> m_plainKeys;
+  impl::NameIndex<COptRgValue> m_plainValues;
   std::uint32_t m_savedIn = 0;     // the save that wrote the rest of the values last
   bool m_hasHiddenValues = false;  // two values of one name were added
 };
@@ -190,6 +213,7 @@ class BIX_EXPORT CIncrSaveContext {
  private:
   class Writing;
 
+  COptRgValue* FindNext(COptRgKey& key, std::string_view name);
   void StartPath(std::string_view path);
   void WriteHeaderOnce();
   void WriteTreeValueOnce(CRgValue& value);
@@ -201,7 +225,8 @@ class BIX_EXPORT CIncrSaveContext {
   bool m_isPathWritten = false;
   COptRgKey* m_root;
   std::uint32_t m_generation;
-  Writing* m_writing;  // owned
+  Writing* m_writing;      // owned
+  void* m_next = nullptr;  // the value of the current key that is expected next
 };
 
 /// A settings file whose tree is made of option keys.

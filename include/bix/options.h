@@ -343,6 +343,8 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
  private:
   friend class COptionFile;
 
+  class Place;
+
   void Own(COptionFile* file);
   void NoteName(COptionFile* file);
   void RemoveFromTable(const COptionFile* file) noexcept;

@@ -101,7 +101,12 @@ CRgKey* CIncrSaveContext::AddSubPath(COptRgKey& parent, const char* name) {
   m_pendingPath.append(View(name));
   // The dummy key finds no sub-key: what is not in the tree has nothing below it there either.
   m_current = dynamic_cast<COptRgKey*>(parent.FindKey(name));
-  if (m_current != nullptr) return m_current;
+  m_next = nullptr;
+  if (m_current != nullptr) {
+    // Two values of one name are told apart by the index only.
+    if (!m_current->m_hasHiddenValues) m_next = m_current->GetFirstValuePosition();
+    return m_current;
+  }
   const CMgrCategory* category = parent.GetCategory();
   m_dummy.m_category = category != nullptr ? category->FindCategory(name) : nullptr;
   return &m_dummy;
@@ -120,6 +125,7 @@ void CIncrSaveContext::SetSectionAttributes(COptRgKey& key, MList<CRgAttribute*>
 
 void CIncrSaveContext::SaveValue(COptRgKey& key, const char* name, CRgValue::RvType type,
                                  const char* text, MList<CRgAttribute*>* attributes) {
+  if (COptRgValue* next = FindNext(key, View(name))) return WriteTreeValueOnce(*next);
   // The tree comes first: it may hold a value whose declaration has been taken back since.
   if (CRgValue* value = key.FindValue(name)) {
     // CHOICE(duplicate-option-lines): of two lines for one option the first takes the tree's text
@@ -136,6 +142,19 @@ void CIncrSaveContext::SaveValue(COptRgKey& key, const char* name, CRgValue::RvT
   WriteHeaderOnce();
   impl::WriteOptionValue(m_stream, View(name), type, View(text), attributes);
   m_writing->digest.AddValue(View(name), View(text), attributes);
+}
+
+/// The value of the tree that stands behind the one written last, when the old file goes on with
+/// it too, as it does where nobody else has changed it: no index needs to be searched.
+COptRgValue* CIncrSaveContext::FindNext(COptRgKey& key, std::string_view name) {
+  if (m_next == nullptr || &key != m_current) return nullptr;
+  void* behind = m_next;
+  CRgValue* const value = key.GetNextValue(behind);
+  if (typeid(*value) != typeid(COptRgValue)) return nullptr;
+  auto* const found = static_cast<COptRgValue*>(value);
+  if (found->GetIndexName() != name || found->m_savedIn == m_generation) return nullptr;
+  m_next = behind;
+  return found;
 }
 
 void CIncrSaveContext::SaveUnsavedValues(COptRgKey& key) {

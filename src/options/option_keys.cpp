@@ -3,9 +3,12 @@
 
 #include <memory>
 #include <string_view>
+#include <typeinfo>
 
 #include "bix/optionfile.h"
 #include "options/option_text.h"
+#include "options/split_path.h"
+#include "registry/load_memory.h"
 
 namespace bix {
 
@@ -25,6 +28,14 @@ COptRgValue::COptRgValue(const COption* option, const char* text)
     : m_option(option), m_text(text) {}
 
 COptRgValue::~COptRgValue() = default;
+
+void* COptRgValue::operator new(std::size_t size) {
+  return size == sizeof(COptRgValue) ? impl::LoadMemory::Allocate(size) : ::operator new(size);
+}
+
+void COptRgValue::operator delete(void* room, std::size_t size) noexcept {
+  return size == sizeof(COptRgValue) ? impl::LoadMemory::Release(room) : ::operator delete(room);
+}
 
 const char* COptRgValue::GetName() const { return m_option->name; }
 
@@ -94,21 +105,48 @@ CRgKey* COptRgKey::CreateKey(const char* name, MList<CRgAttribute*>* attributes)
 }
 
 CRgKey* COptRgKey::FindKey(const char* name) const {
+  if (COptRgKey* plain = m_plainKeys.Find(View(name))) return plain;
   CRgKey* const* found = m_keyIndex.PLookup(View(name));
   return found != nullptr ? *found : nullptr;
 }
 
+const COptRgKey* COptRgKey::WalkTo(const impl::SplitPath& path, bool& isKnown) const {
+  const COptRgKey* key = this;
+  for (std::size_t i = 0; i < path.GetCount(); ++i) {
+    const COptRgKey* below = key->m_plainKeys.Find(path.GetComponent(i));
+    if (below == nullptr) {
+      isKnown = key->m_keyIndex.IsEmpty();
+      return nullptr;
+    }
+    key = below;
+  }
+  isKnown = true;
+  return key;
+}
+
 bool COptRgKey::AddKey(CRgKey* key) {
-  // Room in the index first, so that memory exhaustion leaves nothing half added.
-  CRgKey*& entry = m_keyIndex[View(key->GetName())];
-  const bool isAdded = CRgKey::AddKey(key);
-  entry = key;
+  const std::string_view name = View(key->GetName());
+  bool isAdded;
+  if (typeid(*key) == typeid(COptRgKey)) {
+    m_plainKeys.Reserve();
+    isAdded = CRgKey::AddKey(key);
+    m_plainKeys.Set(static_cast<COptRgKey*>(key));
+    m_keyIndex.RemoveKey(name);
+  } else {
+    CRgKey*& entry = m_keyIndex[name];
+    isAdded = CRgKey::AddKey(key);
+    entry = key;
+    m_plainKeys.Remove(name);
+  }
   SetParent(*key, this);
   return isAdded;
 }
 
 bool COptRgKey::RemoveKey(CRgKey* key) {
-  if (FindKey(key->GetName()) == key) m_keyIndex.RemoveKey(View(key->GetName()));
+  if (FindKey(key->GetName()) == key) {
+    m_plainKeys.Remove(View(key->GetName()));
+    m_keyIndex.RemoveKey(View(key->GetName()));
+  }
   return CRgKey::RemoveKey(key);
 }
 
@@ -135,15 +173,31 @@ CRgValue* COptRgKey::CreateValue(const char* name, CRgValue::RvType type, const 
 }
 
 CRgValue* COptRgKey::FindValue(const char* name) const {
-  CRgValue* const* found = m_valueIndex.PLookup(View(name));
+  return const_cast<CRgValue*>(FindValueOf(View(name)));
+}
+
+const CRgValue* COptRgKey::FindValueOf(std::string_view name) const {
+  if (const COptRgValue* plain = m_plainValues.Find(name)) return plain;
+  CRgValue* const* found = m_valueIndex.PLookup(name);
   return found != nullptr ? *found : nullptr;
 }
 
 bool COptRgKey::AddValue(CRgValue* value) {
-  CRgValue*& entry = m_valueIndex[View(value->GetName())];
-  const bool isAdded = CRgKey::AddValue(value);
-  m_hasHiddenValues = m_hasHiddenValues || entry != nullptr;
-  entry = value;
+  const std::string_view name = View(value->GetName());
+  const bool hidesAnother = FindValueOf(name) != nullptr;
+  bool isAdded;
+  if (typeid(*value) == typeid(COptRgValue)) {
+    m_plainValues.Reserve();
+    isAdded = CRgKey::AddValue(value);
+    m_plainValues.Set(static_cast<COptRgValue*>(value));
+    m_valueIndex.RemoveKey(name);
+  } else {
+    CRgValue*& entry = m_valueIndex[name];
+    isAdded = CRgKey::AddValue(value);
+    entry = value;
+    m_plainValues.Remove(name);
+  }
+  m_hasHiddenValues = m_hasHiddenValues || hidesAnother;
   return isAdded;
 }
 
@@ -151,7 +205,10 @@ bool COptRgKey::RemoveValue(CRgValue* value) {
   // CHOICE(hidden-value-removal): removing a value that a newer one of its name hides leaves the
   // newer one found; a save writes only what is found.
   // Test: OptionKey.RemovingAHiddenValueLeavesTheNewerOneFound
-  if (FindValue(value->GetName()) == value) m_valueIndex.RemoveKey(View(value->GetName()));
+  if (FindValue(value->GetName()) == value) {
+    m_plainValues.Remove(View(value->GetName()));
+    m_valueIndex.RemoveKey(View(value->GetName()));
+  }
   return CRgKey::RemoveValue(value);
 }
 
@@ -173,6 +230,8 @@ void COptRgKey::SetAttributes(MList<CRgAttribute*>* attributes) {
 }
 
 void COptRgKey::Empty() {
+  m_plainKeys.RemoveAll();
+  m_plainValues.RemoveAll();
   m_keyIndex.RemoveAll();
   m_valueIndex.RemoveAll();
   m_hasHiddenValues = false;

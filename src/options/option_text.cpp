@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
-#include <string>
+#include <cstring>
 
 namespace bix::impl {
 
@@ -24,10 +24,46 @@ bool IsPlainNumber(std::string_view text) {
   return number <= INT_MAX;
 }
 
-void AppendPair(std::string& line, std::string_view name, bool isBare, std::string_view text) {
-  const std::string_view quote = isBare && IsReadableBare(text) ? "" : "\"";
-  line.append("\"").append(name).append("\"=").append(quote).append(text).append(quote);
-}
+/// Collects a line and writes it with few calls.
+class Line {
+ public:
+  explicit Line(std::FILE* file) : m_file(file) {}
+  Line(const Line&) = delete;
+  Line& operator=(const Line&) = delete;
+  ~Line() { Flush(); }
+
+  void Add(std::string_view text) {
+    if (text.size() > sizeof m_buffer - m_length) {
+      Flush();
+      if (text.size() > sizeof m_buffer) return Write(text.data(), text.size());
+    }
+    std::memcpy(m_buffer + m_length, text.data(), text.size());
+    m_length += text.size();
+  }
+  void AddPair(std::string_view name, bool isBare, std::string_view text) {
+    const std::string_view quote = isBare && IsReadableBare(text) ? "" : "\"";
+    Add("\"");
+    Add(name);
+    Add("\"=");
+    Add(quote);
+    Add(text);
+    Add(quote);
+  }
+
+ private:
+  void Flush() {
+    if (m_length != 0) Write(m_buffer, m_length);
+    m_length = 0;
+  }
+  void Write(const char* bytes, std::size_t size) {
+    // A failure stays in the stream, where who opened it asks for it.
+    (void)std::fwrite(bytes, 1, size, m_file);
+  }
+
+  std::FILE* m_file;
+  std::size_t m_length = 0;
+  char m_buffer[512];
+};
 
 }  // namespace
 
@@ -53,25 +89,22 @@ void WriteOptionValue(std::FILE* file, std::string_view name, CRgValue::RvType t
   // would make the whole file unreadable, and it would be emptied at the next start. Test:
   // OptionFileChoice.BareTextThatWouldNotReadBackIsQuoted
   const bool isBare = type != 0;
-  std::string line;
-  line.reserve(name.size() + text.size() + 8);
-  AppendPair(line, name, isBare, text);
-  line.append(" ");
+  Line line(file);
+  line.AddPair(name, isBare, text);
+  line.Add(" ");
   if (attributes != nullptr && !attributes->IsEmpty()) {
     // CHOICE(option-attribute-comma): the blank of the plain writer would cost every attribute but
     // the first and all that follows in the file.
     // Test: OptionFileChoice.ValueAttributesAreSeparatedByCommas
-    line.append("(");
+    line.Add("(");
     for (void* position = attributes->GetHeadPosition(); position != nullptr;) {
       const CRgAttribute* attribute = attributes->GetNext(position);
-      AppendPair(line, attribute->GetName(), isBare, attribute->GetValue());
-      line.append(position != nullptr ? ", " : " ");
+      line.AddPair(attribute->GetName(), isBare, attribute->GetValue());
+      line.Add(position != nullptr ? ", " : " ");
     }
-    line.append(")");
+    line.Add(")");
   }
-  line.append("\n");
-  // A failure stays in the stream, where who opened it asks for it.
-  (void)std::fwrite(line.data(), 1, line.size(), file);
+  line.Add("\n");
 }
 
 }  // namespace bix::impl

@@ -13,6 +13,7 @@
 
 #include "bix/optionfile.h"
 #include "options/option_text.h"
+#include "options/split_path.h"
 
 namespace bix {
 
@@ -20,15 +21,10 @@ namespace {
 
 std::string_view View(const char* text) { return text != nullptr ? text : ""; }
 
-/// The value object for an option in one file, or null.
-CRgValue* FindHeld(const COptionFile& file, const char* category, const char* name) {
-  const CRgKey* key = file.FindKey(category);
-  return key != nullptr ? key->FindValue(name) : nullptr;
-}
-
 // COMPAT(fixed-exact-text): only the exact text "true" fixes an option; "True" and "1" do not.
 // Test: OptionManagerCompat.OnlyTheExactTextTrueFixes
 bool IsMarkedFixed(const CRgValue& value) {
+  if (value.GetAttributeCount() == 0) return false;
   const char* mark = value.GetAttributeValue("fixed");
   return mark != nullptr && View(mark) == "true";
 }
@@ -39,6 +35,32 @@ std::string OptionPath(const char* category, const char* name) {
 }
 
 }  // namespace
+
+/// The place of an option in every file of the stack, split once.
+class COptionManager::Place {
+ public:
+  /// The texts are borrowed for the life of this object.
+  Place(const char* category, const char* name)
+      : m_category(category), m_name(name), m_path(View(category)), m_nameView(View(name)) {}
+
+  /// The value object for the option in a file, or null.
+  const CRgValue* FindIn(const COptionFile& file) const {
+    bool isKnown = false;
+    const COptRgKey* key =
+        static_cast<const COptRgKey*>(file.GetKeyRoot())->WalkTo(m_path, isKnown);
+    if (key != nullptr) return key->FindValueOf(m_nameView);
+    if (isKnown) return nullptr;
+    // Hosts may have added keys of their own classes.
+    const CRgKey* other = file.FindKey(m_category);
+    return other != nullptr ? other->FindValue(m_name) : nullptr;
+  }
+
+ private:
+  const char* m_category;
+  const char* m_name;
+  impl::SplitPath m_path;
+  std::string_view m_nameView;
+};
 
 const char* COptionExplanation::GetText(Verdict verdict) {
   switch (verdict) {
@@ -207,15 +229,16 @@ int COptionManager::SaveAllFiles() {
 // Look-up.
 
 const char* COptionManager::GetValue(const char* category, const char* name) const {
-  const char* result = nullptr;
+  const Place place(category, name);
+  const CRgValue* result = nullptr;
   for (void* position = GetFirstFilePosition(); position != nullptr;) {
-    const CRgValue* held = FindHeld(*GetNextFile(position), category, name);
+    const CRgValue* held = place.FindIn(*GetNextFile(position));
     // COMPAT(last-fixed-wins): without a fixed text the first file gives the value; with several
     // fixed ones the last. Companies rely on overruling teams and users.
     // Test: OptionManagerCompat.TheLastFixedTextWins
-    if (held != nullptr && (result == nullptr || IsMarkedFixed(*held))) result = held->GetValue();
+    if (held != nullptr && (result == nullptr || IsMarkedFixed(*held))) result = held;
   }
-  if (result != nullptr) return result;
+  if (result != nullptr) return result->GetValue();
   const COption* option = FindOption(OptionPath(category, name).c_str());
   // COMPAT(no-null-value): an undeclared option that no file holds is "", so the typed access never
   // uses its default. Test: OptionManagerCompat.UndeclaredOptionIsTheEmptyText
@@ -229,13 +252,14 @@ COptionExplanation COptionManager::Explain(const char* category, const char* nam
     explanation.isDeclared = true;
     explanation.defaultValue = option->defaultValue;
   }
+  const Place place(category, name);
   constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   std::size_t winner = kNone;
   for (void* position = GetFirstFilePosition(); position != nullptr;) {
     COptionExplanation::FileEntry entry;
     entry.file = GetNextFile(position);
     entry.pathName = entry.file->GetPathName();
-    if (const CRgValue* held = FindHeld(*entry.file, category, name)) {
+    if (const CRgValue* held = place.FindIn(*entry.file)) {
       entry.isHeld = true;
       entry.text = held->GetValue();
       entry.isFixed = IsMarkedFixed(*held);
@@ -261,8 +285,9 @@ COptionExplanation COptionManager::Explain(const char* category, const char* nam
 }
 
 bool COptionManager::IsRedefined(const char* category, const char* name) const {
+  const Place place(category, name);
   for (void* position = GetFirstFilePosition(); position != nullptr;)
-    if (FindHeld(*GetNextFile(position), category, name) != nullptr) return true;
+    if (place.FindIn(*GetNextFile(position)) != nullptr) return true;
   return false;
 }
 
@@ -271,11 +296,12 @@ const char* COptionManager::GetUnderneathValue(const COptionFile* file, const ch
   bool isListed = false;
   for (void* position = GetFirstFilePosition(); position != nullptr && !isListed;)
     isListed = GetNextFile(position) == file;
+  const Place place(category, name);
   bool isBehind = !isListed;
   for (void* position = GetFirstFilePosition(); position != nullptr;) {
     const COptionFile* next = GetNextFile(position);
     if (isBehind)
-      if (const CRgValue* held = FindHeld(*next, category, name)) return held->GetValue();
+      if (const CRgValue* held = place.FindIn(*next)) return held->GetValue();
     if (next == file) isBehind = true;
   }
   const COption* option = FindOption(OptionPath(category, name).c_str());
@@ -291,9 +317,10 @@ bool COptionManager::IsEditable(const char* category, const char* name) const {
   // written either, for the check asks for an existing file.
   // Test: OptionManagerCompat.MissingFirstFileIsNotEditable
   if (*first->GetPathName() != 0 && access(first->GetPathName(), W_OK) != 0) return false;
+  const Place place(category, name);
   for (position = GetFirstFilePosition(); position != nullptr;) {
     const COptionFile* file = GetNextFile(position);
-    const CRgValue* held = FindHeld(*file, category, name);
+    const CRgValue* held = place.FindIn(*file);
     if (held != nullptr && IsMarkedFixed(*held)) return file == first;
   }
   return true;
