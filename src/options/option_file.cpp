@@ -66,9 +66,8 @@ int FinishAndCheck(impl::DurableFile& file, std::uint64_t digest) {
 
 int SaveWholeTree(impl::DurableFile& file, const CRgKey& root) {
   if (const int error = file.Open()) return error;
-  root.Dump(file.GetStream(), nullptr);
   impl::SettingsDigest digest;
-  impl::AddTree(digest, root);
+  impl::WriteTree(file.GetStream(), digest, root);
   const int error = FinishAndCheck(file, digest.GetSum());
   return error != 0 ? error : file.Commit();
 }

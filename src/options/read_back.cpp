@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <string>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
+#include "bix/optionfile.h"
 #include "bix/settingsfile.h"
 
 namespace bix::impl {
@@ -74,6 +76,54 @@ class DigestRoot : public CRgKey {
   DigestSection m_section;
 };
 
+/// Whether a key has the Dump that every key inherits.
+bool HasPlainDump(const CRgKey& key) {
+  return typeid(key) == typeid(COptRgKey) || typeid(key) == typeid(COptRootRgKey);
+}
+
+/// Adds a tree to the sum and, unless `file` is null, writes it: each value while it is at hand.
+void WalkTree(std::FILE* file, SettingsDigest& digest, const CRgKey& root) {
+  struct Waiting {
+    const CRgKey* key;
+    std::string parentPath;
+    std::FILE* file;
+  };
+  if (root.GetValueCount() != 0) digest.SpoilWith("values of the root");
+  std::vector<Waiting> waiting{{&root, "", file}};
+  while (!waiting.empty()) {
+    Waiting next = std::move(waiting.back());
+    waiting.pop_back();
+    const CRgKey& key = *next.key;
+    std::string path;
+    if (&key != &root) {
+      const std::string_view name = View(key.GetName());
+      if (name.find('/') != name.npos) digest.SpoilWith(name);
+      if (!next.parentPath.empty()) path.append(next.parentPath).append("/");
+      path.append(name);
+    }
+    if (next.file != nullptr && !HasPlainDump(key)) {
+      // A host's own class of keys writes itself and all below it.
+      key.Dump(next.file, &key != &root ? next.parentPath.c_str() : nullptr);
+      next.file = nullptr;
+    }
+    if (&key != &root && key.GetValueCount() != 0) {
+      digest.AddSection(path);
+      const std::string header = "\n[" + path + "]\n\n";
+      // A failure stays in the stream, where who opened it asks for it.
+      if (next.file != nullptr) (void)std::fwrite(header.data(), 1, header.size(), next.file);
+    }
+    for (void* position = key.GetFirstValuePosition(); position != nullptr;) {
+      CRgValue* value = key.GetNextValue(position);
+      if (next.file != nullptr) value->Dump(next.file);
+      digest.AddValue(View(value->GetName()), View(value->GetValue()), value->GetAttributeList());
+    }
+    const std::size_t first = waiting.size();
+    for (void* position = key.GetFirstKeyPosition(); position != nullptr;)
+      waiting.push_back({key.GetNextKey(position), path, next.file});
+    std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first), waiting.end());
+  }
+}
+
 }  // namespace
 
 void SettingsDigest::AddValue(std::string_view name, std::string_view text,
@@ -88,31 +138,10 @@ void SettingsDigest::AddValue(std::string_view name, std::string_view text,
   }
 }
 
-void AddTree(SettingsDigest& digest, const CRgKey& root) {
-  struct Waiting {
-    const CRgKey* key;
-    std::string path;
-  };
-  if (root.GetValueCount() != 0) digest.SpoilWith("values of the root");
-  std::vector<Waiting> waiting{{&root, ""}};
-  while (!waiting.empty()) {
-    const Waiting next = std::move(waiting.back());
-    waiting.pop_back();
-    if (next.key != &root && next.key->GetValueCount() != 0) digest.AddSection(next.path);
-    for (void* position = next.key->GetFirstValuePosition(); position != nullptr;) {
-      CRgValue* value = next.key->GetNextValue(position);
-      digest.AddValue(View(value->GetName()), View(value->GetValue()), value->GetAttributeList());
-    }
-    const std::size_t first = waiting.size();
-    for (void* position = next.key->GetFirstKeyPosition(); position != nullptr;) {
-      const CRgKey* key = next.key->GetNextKey(position);
-      const std::string_view name = View(key->GetName());
-      if (name.find('/') != name.npos) digest.SpoilWith(name);
-      waiting.push_back(
-          {key, next.path.empty() ? std::string(name) : next.path + "/" + std::string(name)});
-    }
-    std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first), waiting.end());
-  }
+void AddTree(SettingsDigest& digest, const CRgKey& root) { WalkTree(nullptr, digest, root); }
+
+void WriteTree(std::FILE* file, SettingsDigest& digest, const CRgKey& root) {
+  WalkTree(file, digest, root);
 }
 
 bool ReadsBackAs(const char* fileName, std::uint64_t sum) {

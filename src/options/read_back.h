@@ -9,6 +9,7 @@
 /// order.
 
 #include <cstdint>
+#include <cstdio>
 #include <string_view>
 
 #include "bix/containers.h"
@@ -44,6 +45,9 @@ class SettingsDigest {
 
 /// Adds what the Dump of a whole tree writes.
 void AddTree(SettingsDigest& digest, const CRgKey& root);
+
+/// Writes a whole tree as its Dump does, and adds it on the way.
+void WriteTree(std::FILE* file, SettingsDigest& digest, const CRgKey& root);
 
 /// True when `fileName` can be read and holds exactly what `sum` sums up.
 bool ReadsBackAs(const char* fileName, std::uint64_t sum);
