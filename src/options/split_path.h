@@ -14,31 +14,31 @@ namespace bix::impl {
 class SplitPath {
  public:
   /// `path` is borrowed for the life of this object.
-  ///
-  /// Errors: as every key path, a component before the last of 256 bytes or more counts as "" and
-  ///   sets `errno` to EINVAL.
   explicit SplitPath(std::string_view path) {
     for (std::size_t slash; (slash = path.find('/')) != std::string_view::npos;
          path.remove_prefix(slash + 1))
-      Add(slash < kComponentSize ? path.substr(0, slash) : TooLong());
+      Add(path.substr(0, slash));
     Add(path);
   }
   SplitPath(const SplitPath&) = delete;
   SplitPath& operator=(const SplitPath&) = delete;
 
   std::size_t GetCount() const { return m_count; }
+  /// One component.
+  ///
+  /// Errors: as in every key path, one before the last of 256 bytes or more is "", and sets `errno`
+  ///   to EINVAL.
   std::string_view GetComponent(std::size_t i) const {
-    return i < kFew ? m_few[i] : m_rest[i - kFew];
+    const std::string_view component = i < kFew ? m_few[i] : m_rest[i - kFew];
+    if (component.size() < kComponentSize || i + 1 == m_count) return component;
+    errno = EINVAL;
+    return {};
   }
 
  private:
   static constexpr std::size_t kComponentSize = 256;
   static constexpr std::size_t kFew = 6;
 
-  static std::string_view TooLong() {
-    errno = EINVAL;
-    return {};
-  }
   void Add(std::string_view component) {
     if (m_count < kFew)
       m_few[m_count] = component;
