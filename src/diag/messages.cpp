@@ -7,6 +7,7 @@
 #include <iostream>
 #include <new>
 #include <string>
+#include <utility>
 
 #include <ext/stdio_filebuf.h>
 #include <fcntl.h>
@@ -130,7 +131,11 @@ void SFmt::Substitute(std::string_view value) {
     m_plain = std::min(first, m_text.size());
     impl::ReportInternalError(bixerr, "SFmt: parameter %", static_cast<long>(m_count),
                               " not found in ", m_text);
-    m_text.append(1, ' ').append(value);
+    // Put together aside: the value may lie in the text itself.
+    std::string longer;
+    longer.reserve(m_text.size() + 1 + value.size());
+    longer.append(m_text).append(1, ' ').append(value);
+    m_text = std::move(longer);
     return;
   }
   // A "%" just before may become a placeholder together with the value.

@@ -109,6 +109,24 @@ TEST(Format, TheCountAdvancesWhenAPlaceholderIsMissing) {
   EXPECT_EQ((Strings{"Internal error: SFmt: parameter %1 not found in %2\n"}), reports.messages);
 }
 
+TEST(Format, AValueMayLieInTheTextItself) {
+  const std::string start(40, 'a');  // not stored within the object
+  ScopedRecorder reports;
+  SFmt missing(start.c_str());
+  missing << missing.str();
+  EXPECT_EQ(start + " " + start, missing.str());
+  SFmt missingPart(start.c_str());
+  missingPart << missingPart.str().c_str() + 38;
+  EXPECT_EQ(start + " aa", missingPart.str());
+  reports.messages.clear();
+
+  SFmt found((start + "%1").c_str());
+  found << found.str();
+  reports.messages.clear();
+  EXPECT_EQ(start + start + "%1", found.str());
+  EXPECT_EQ(1u, reports.messages.size());
+}
+
 TEST(Format, ANullTextIsReportedAndNotCounted) {
   ScopedRecorder reports;
   SFmt format("a %1");
@@ -299,6 +317,97 @@ TEST(MessageChannel, AHandlerDecidesWhetherTheConsoleShowsTheMessage) {
     EXPECT_EQ(consumes ? "" : "text", testing::internal::GetCapturedStdout());
     EXPECT_EQ((Strings{"HandleOutput:text", "OutputDone"}), handler.calls);
   }
+}
+
+/// A console that remembers what has been shown, and what of it has been flushed.
+class WatchedConsole : public std::stringbuf {
+ public:
+  explicit WatchedConsole(std::ostream& stream) : m_stream(stream), m_before(stream.rdbuf(this)) {}
+  ~WatchedConsole() override { m_stream.rdbuf(m_before); }
+  std::string flushed;
+
+ protected:
+  int sync() override {
+    flushed = str();
+    return 0;
+  }
+
+ private:
+  std::ostream& m_stream;
+  std::streambuf* const m_before;
+};
+
+TEST(MessageChannel, DeliversToHandlerConsoleAndLogInThisOrder) {
+  const bix_test::TempDirectory directory;
+  const ScopedVariable variable("BIX_ERR_OUT", ("-o " + (directory / "log")).c_str());
+  const std::string log = (directory / "log") + "." + std::to_string(getpid());
+
+  struct Watching : RecordingHandler {
+    Watching(const WatchedConsole& console, const std::string& log)
+        : RecordingHandler(false), m_console(console), m_log(log) {}
+    bool HandleOutput(const std::string& text) override {
+      seen.push_back("handler: console <" + m_console.str() + "> log " + Log());
+      return RecordingHandler::HandleOutput(text);
+    }
+    void OutputDone() override {
+      seen.push_back("done: console <" + m_console.str() + "> log " + Log());
+    }
+    std::string Log() const {
+      return bix_test::Exists(m_log) ? "<" + bix_test::ReadWholeFile(m_log) + ">" : "none";
+    }
+    Strings seen;
+    const WatchedConsole& m_console;
+    const std::string m_log;
+  };
+  WatchedConsole console(std::cerr);
+  Watching handler(console, log);
+  CMsgOut channel(CMsgOut::Error);
+  channel.SetOutput(&handler);
+  channel << "one" << bix::flush;
+  channel << "two" << bix::flush;
+  channel.SetOutput(nullptr);
+  EXPECT_EQ((Strings{"handler: console <> log none", "done: console <one> log <one>",
+                     "handler: console <one> log <one>", "done: console <onetwo> log <onetwo>"}),
+            handler.seen);
+}
+
+TEST(MessageChannel, TheConsoleIsFlushedWithEachMessage) {
+  WatchedConsole errors(std::cerr);
+  WatchedConsole output(std::cout);
+  CMsgOut error(CMsgOut::Error);
+  CMsgOut normal(CMsgOut::Normal);
+  error << "e" << bix::endl << bix::flush;
+  EXPECT_EQ("e\n", errors.flushed);
+  normal << "n" << bix::endl << bix::flush;
+  EXPECT_EQ("n\n", output.flushed);
+  EXPECT_EQ("e\n", errors.str());
+}
+
+TEST(MessageChannel, TheBufferIsEmptyBeforeTheEndOfTheFlush) {
+  struct Writing : RecordingHandler {
+    explicit Writing(CMsgOut& channel) : m_channel(channel) {}
+    void OutputDone() override { m_channel << "next "; }
+    CMsgOut& m_channel;
+  };
+  CMsgOut channel(CMsgOut::Normal);
+  Writing handler(channel);
+  channel.SetOutput(&handler);
+  channel << "first" << bix::flush;
+  channel << "second" << bix::flush;
+  EXPECT_EQ((Strings{"first", "next second"}), handler.messages);
+  RecordingHandler last;
+  channel.SetOutput(&last);
+  channel << bix::flush;
+}
+
+TEST(MessageChannel, EveryNumberIsADecimalNumber) {
+  RecordingHandler handler;
+  CMsgOut channel(CMsgOut::Normal);
+  channel.SetOutput(&handler);
+  const unsigned number = 7;
+  const std::size_t size = 8;
+  channel << 'A' << " " << true << " " << number << " " << size << " " << -9 << bix::flush;
+  EXPECT_EQ((Strings{"65 1 7 8 -9"}), handler.messages);
 }
 
 TEST(MessageChannel, HandlersAreStacked) {
