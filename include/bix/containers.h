@@ -96,7 +96,9 @@ class MList {
   MList(const MList&) = delete;
   MList& operator=(const MList&) = delete;
 
+  /// The number of elements, duplicates included.
   int GetCount() const { return m_list.m_count; }
+  /// Whether there are no elements.
   bool IsEmpty() const { return m_list.m_count == 0; }
   /// The position of the first element, or null.
   void* GetHeadPosition() const { return m_list.m_head; }
@@ -130,6 +132,7 @@ class MList {
     RemoveAt(position);
     return true;
   }
+  /// Removes all entries.
   void RemoveAll() { m_list.Clear(); }
 
  private:
@@ -332,7 +335,9 @@ class MMap {
   MMap& operator=(const MMap&) = delete;
   ~MMap() { RemoveAll(); }
 
+  /// The number of entries.
   int GetCount() const { return m_count; }
+  /// Whether there are no entries.
   bool IsEmpty() const { return m_count == 0; }
   /// True and the value in `value` when the key is there; otherwise `value` is left as it is.
   bool Lookup(const KeyView& key, V& value) const {
@@ -400,6 +405,7 @@ class MMap {
     --m_count;
     return true;
   }
+  /// Removes all entries and frees the buckets.
   void RemoveAll() {
     if (m_body == nullptr) return;
     if constexpr (!std::is_trivially_destructible_v<Node>) {

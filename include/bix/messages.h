@@ -89,6 +89,7 @@ class BIX_EXPORT SFmt {
 /// A message channel.
 class BIX_EXPORT CMsgOut {
  public:
+  /// What a channel is for. Hosts are compiled against the numbers.
   enum MessageKind : std::int32_t { Error = 0, Normal = 1 };
 
   /// Makes a channel. One of kind `Error` writes to standard error and reads the environment

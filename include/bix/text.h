@@ -107,6 +107,7 @@ class BIX_EXPORT SString : public UTF8String {
   size_type Find(const char* text) const;
   /// The number of bytes.
   int GetLength() const { return static_cast<int>(length()); }
+  /// Whether there are no bytes.
   bool IsEmpty() const { return empty(); }
   /// The bytes, to be read and, up to GetLength(), to be written.
   ///
@@ -250,9 +251,9 @@ BIX_EXPORT unsigned StringHashKey(const SString& key, int size);
 /// Converts the terminated bytes `in` to wide text and returns the number of units, without the
 /// terminator. Bytes that form no character are dropped, one at a time.
 ///
-/// `out` has room for the result and a terminator; null only counts. `locale` is the LC_CTYPE
-/// locale to convert by, or null for the current one, which is also used when the system does not
-/// know that name.
+/// `out` has room for the result and a terminator; null only counts. Null as `in` is the empty
+/// text. `locale` is the LC_CTYPE locale to convert by, or null for the current one, which is also
+/// used when the system does not know that name.
 ///
 /// Threads: re-entrant without a locale. With one it changes that of the process for the length of
 ///   the call, so no other thread may convert text meanwhile.

@@ -293,6 +293,7 @@ TEST(MultiByteToWide, CountsWithoutABuffer) {
   EXPECT_EQ(5, bix::UnixMultiByteToWideChar(nullptr, nullptr,
                                             "Gr\xC3\xB6\xC3\x9F"
                                             "e"));
+  EXPECT_EQ(0, bix::UnixMultiByteToWideChar(nullptr, nullptr, nullptr));
   wchar_t out[4] = L"###";
   EXPECT_EQ(0, bix::UnixMultiByteToWideChar(nullptr, out, ""));
   EXPECT_EQ(L'\0', out[0]);
