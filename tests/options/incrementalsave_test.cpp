@@ -84,6 +84,26 @@ TEST_F(IncrementalSave, SaveThatFailedIsFollowedByOneThatSavesAll) {
             Read("user.tot"));
 }
 
+TEST_F(IncrementalSave, LinesOfOptionsThatWereDeclaredAfterTheLoadGo) {
+  bix::COptionManager early("Early");
+  bix::COptionFile* file =
+      early.Load(Write("user.tot", "[Editor]\"Theme\"=\"dark\"\"other\"=\"1\"").c_str());
+  ASSERT_NE(nullptr, file);
+  early.AddCategory(&kEditor);
+  EXPECT_STREQ("light", early.GetValue("Editor", "Theme")) << "it was passed over";
+  EXPECT_EQ(0, file->Save(nullptr));
+  EXPECT_EQ("\n[Editor]\n\n\"other\"=\"1\" \n", Read("user.tot"));
+
+  bix::COptionManager reloading("Reloading");
+  file = reloading.Load(Write("user.tot", "[Editor]\"Theme\"=\"dark\"").c_str());
+  ASSERT_NE(nullptr, file);
+  reloading.AddCategory(&kEditor);
+  EXPECT_EQ(0, reloading.ReloadAllFiles());
+  EXPECT_STREQ("dark", reloading.GetValue("Editor", "Theme"));
+  EXPECT_EQ(0, file->Save(nullptr));
+  EXPECT_EQ("\n[Editor]\n\n\"Theme\"=\"dark\" \n", Read("user.tot"));
+}
+
 TEST_F(IncrementalSave, ValuesOfAnotherClassAreSavedOnceAndInTheirPlace) {
   bix::COptionFile* file = Add("user.tot", "[Editor]\"Theme\"=\"dark\"");
   file->FindKey("Editor")->AddValue(new bix::CDefRgValue("Extra", 0, "one"));
