@@ -176,6 +176,72 @@ TEST_F(OptionDuplicates, TheFoundValueIsTheFoundOneAfterEverySaveAndLoad) {
   }
 }
 
+/// A key of a host's own class.
+class HostKey : public bix::COptRgKey {
+ public:
+  using COptRgKey::COptRgKey;
+  bix::CRgKey* FindKey(const char* name) const override {
+    return bix::COptRgKey::FindKey(std::string(name) == "Alias" ? "Display" : name);
+  }
+};
+
+using OptionHostKeys = OptionFixture;
+
+TEST_F(OptionHostKeys, KeysOfAHostsOwnClassAreAskedByTheirOwnLookUps) {
+  bix::COptionFile* file = Add("user.tot", "");
+  auto* key = new HostKey("Editor");
+  key->SetCategory(manager.FindCategory("Editor"));
+  EXPECT_TRUE(file->GetKeyRoot()->AddKey(key));
+  EXPECT_TRUE(file->SetValue("Editor/Display", "Font", "Mono"));
+  EXPECT_TRUE(file->SetValue("Editor", "Theme", "dark"));
+  EXPECT_STREQ("Mono", manager.GetValue("Editor/Display", "Font"));
+  EXPECT_STREQ("Mono", manager.GetValue("Editor/Alias", "Font"));
+  EXPECT_STREQ("dark", manager.GetValue("Editor", "Theme"));
+  EXPECT_TRUE(manager.IsRedefined("Editor", "Theme"));
+
+  const char* const saved =
+      "\n[Editor]\n\n\"Theme\"=\"dark\" \n\n[Editor/Display]\n\n\"Font\"=\"Mono\" \n";
+  EXPECT_EQ(0, file->Save(nullptr));
+  EXPECT_EQ(saved, Read("user.tot"));
+  EXPECT_EQ(0, file->Save((directory / "new.tot").c_str()));
+  EXPECT_EQ(saved, Read("new.tot"));
+
+  // The key of that name that was added last is the one that is found.
+  auto* plain = new bix::COptRgKey("Editor");
+  plain->SetCategory(manager.FindCategory("Editor"));
+  EXPECT_TRUE(file->GetKeyRoot()->AddKey(plain));
+  EXPECT_STREQ("light", manager.GetValue("Editor", "Theme"));
+}
+
+TEST_F(OptionHostKeys, DeepCategoriesAreFoundInFilesAndDeclarations) {
+  constexpr int kDepth = 12;
+  static const bix::COption options[] = {{"Option", 1, "default"}, {}};
+  static const bix::COptionSet set = {"Set", options, 1};
+  std::vector<std::string> names;
+  for (int i = 0; i < kDepth; ++i) names.push_back("Level" + std::to_string(i));
+  std::vector<bix::CCategory> categories(kDepth);
+  std::vector<std::vector<const bix::CCategory*>> below(kDepth);
+  for (std::size_t i = kDepth; i-- > 0;) {
+    if (i + 1 < kDepth) below[i] = {&categories[i + 1], nullptr};
+    categories[i] = {names[i].c_str(), below[i].empty() ? nullptr : below[i].data(),
+                     below[i].empty() ? 0 : 1, &set};
+  }
+  manager.AddCategory(&categories[0]);
+  std::string path;
+  std::string content;
+  for (int i = 0; i < kDepth; ++i) {
+    path += (i == 0 ? "" : "/") + names[static_cast<std::size_t>(i)];
+    content += "[" + path + "]\"Option\"=\"" + std::to_string(i) + "\"";
+  }
+  EXPECT_STREQ("default", manager.GetValue(path.c_str(), "Option"));
+  Add("user.tot", content);
+  path.clear();
+  for (int i = 0; i < kDepth; ++i) {
+    path += (i == 0 ? "" : "/") + names[static_cast<std::size_t>(i)];
+    EXPECT_EQ(std::to_string(i), manager.GetValue(path.c_str(), "Option"));
+  }
+}
+
 TEST(OptionThreads, ManagersOfTheirOwnLoadAndSaveAtTheSameTime) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 50;
