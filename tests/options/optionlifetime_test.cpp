@@ -211,6 +211,10 @@ TEST_F(OptionHostKeys, KeysOfAHostsOwnClassAreAskedByTheirOwnLookUps) {
   plain->SetCategory(manager.FindCategory("Editor"));
   EXPECT_TRUE(file->GetKeyRoot()->AddKey(plain));
   EXPECT_STREQ("light", manager.GetValue("Editor", "Theme"));
+  EXPECT_TRUE(file->GetKeyRoot()->RemoveKey(plain));
+  delete plain;
+  EXPECT_EQ(nullptr, file->FindKey("Editor"))
+      << "as in every key, the other one is not found again";
 }
 
 TEST_F(OptionHostKeys, DeepCategoriesAreFoundInFilesAndDeclarations) {
@@ -242,10 +246,44 @@ TEST_F(OptionHostKeys, DeepCategoriesAreFoundInFilesAndDeclarations) {
   }
 }
 
-TEST(OptionThreads, ManagersOfTheirOwnLoadAndSaveAtTheSameTime) {
+/// A value of a host's own class: while it is written, another thread loads another file.
+class InterruptingValue : public bix::COptRgValue {
+ public:
+  InterruptingValue(const bix::COption* option, const char* text, std::string otherFile)
+      : COptRgValue(option, text), m_otherFile(std::move(otherFile)) {}
+
+  bool Dump(std::FILE* stream) override {
+    std::thread([this] {
+      bix::COptionManager manager;
+      manager.AddCategory(&kEditor);
+      if (manager.Load(m_otherFile.c_str()) != nullptr)
+        loaded = manager.GetValue("Editor", "Theme");
+    }).join();
+    return COptRgValue::Dump(stream);
+  }
+
+  std::string loaded;
+
+ private:
+  std::string m_otherFile;
+};
+
+using OptionThreads = OptionFixture;
+
+TEST_F(OptionThreads, LoadingInOneThreadDoesNotDisturbASaveInAnother) {
+  const std::string other = Write("other.tot", "[Editor]\n\"Theme\"=\"other\"\n");
+  bix::COptionFile* file = Add("user.tot", "[Editor]\n\"Theme\"=\"\"\n[Others]\n\"o\"=\"1\"\n");
+  bix::CRgKey* key = file->FindKey("Editor");
+  auto* value = new InterruptingValue(&kEditorOptions[0], "mine", other);
+  EXPECT_TRUE(key->AddValue(value));
+  EXPECT_EQ(0, file->Save(nullptr));
+  EXPECT_EQ("other", value->loaded);
+  EXPECT_EQ("\n[Editor]\n\n\"Theme\"=\"mine\" \n\n[Others]\n\n\"o\"=\"1\" \n", Read("user.tot"));
+}
+
+TEST_F(OptionThreads, ManagersOfTheirOwnLoadAndSaveAtTheSameTime) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 50;
-  const TempDirectory directory;
   std::vector<std::string> errors(kThreads);
   std::vector<std::thread> threads;
   for (int number = 0; number < kThreads; ++number) {
