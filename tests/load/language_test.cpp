@@ -155,11 +155,14 @@ TEST(ResourceGuardCompat, TheLibraryGoesBeforeItsTable) {
   ASSERT_NE(std::string::npos, end) << result.errors;
   // Freeing the library has it take its table away itself, which deletes it; the guard, which comes
   // after that, finds none.
+  const std::size_t goes = result.errors.find("The German library goes.\n", end);
+  ASSERT_NE(std::string::npos, goes) << result.errors;
   const std::size_t byLibrary = result.errors.find(": BixUnregisterStringTable(", end);
   const std::size_t deleted = result.errors.find(": ~SStringTable( ", end);
   ASSERT_NE(std::string::npos, byLibrary);
   const std::size_t byGuard = result.errors.find(": BixUnregisterStringTable(", byLibrary + 1);
   ASSERT_NE(std::string::npos, byGuard) << result.errors;
+  EXPECT_LT(goes, byLibrary);
   EXPECT_LT(byLibrary, deleted);
   EXPECT_LT(deleted, byGuard);
 }

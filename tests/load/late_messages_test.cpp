@@ -19,9 +19,11 @@ constexpr char kErrors[] =
     "an error\n"
     "an error after the end of the channel\n"
     "another error of the same kind\n";
+// The library has put back what was the current module before it was loaded: none.
 constexpr char kOutput[] =
     "My Projects\n"
     "an output\n"
+    "no current module\n"
     "an output after the end of the channel\n"
     "another output of the same kind\n";
 

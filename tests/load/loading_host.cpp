@@ -29,6 +29,11 @@ void SayAllThere(const char* error, const char* output) {
 }
 
 void SpeakAfterTheEnd() {
+  using Current = void* (*)();
+  auto* const current =
+      reinterpret_cast<Current>(dlsym(s_library, "_ZN3bix20BixGetResourceHandleEv"));
+  std::printf("%s\n", current() == nullptr ? "no current module" : "a current module");
+  std::fflush(stdout);
   SayAllThere("an error after the end of the channel\n",
               "an output after the end of the channel\n");
   SayAllThere("another error of the same kind\n", "another output of the same kind\n");
