@@ -46,6 +46,44 @@ impl::DirectoryState s_directories;
 
 }  // namespace
 
+namespace {
+
+// Whether the channels have ended once. Set while the library ends.
+bool s_areChannelsRevived = false;
+
+}  // namespace
+
+/// Keeps the channels usable while the process exits.
+// CHOICE(channel-after-end): static objects of other modules may end after the library's and still
+// print, or have the library report something. So the channels are made anew in their places,
+// without handlers and log, and end for good with the library's very last code.
+// Test: ChannelAfterItsEnd.IsShownOnTheConsole
+class impl::LateChannels {
+ public:
+  constexpr LateChannels() = default;
+  LateChannels(const LateChannels&) = delete;
+  LateChannels& operator=(const LateChannels&) = delete;
+  ~LateChannels() {
+    CMsgOut::Revive(bixerr);
+    CMsgOut::Revive(bixout);
+    s_areChannelsRevived = true;
+  }
+};
+
+namespace {
+
+// Has nothing to do before the channels have ended.
+impl::LateChannels s_lateChannels;
+
+/// Called behind the destructors of all static objects, when nobody is left to print.
+[[gnu::destructor(101)]] void EndChannels() {
+  if (!s_areChannelsRevived) return;
+  bixout.~CMsgOut();
+  bixerr.~CMsgOut();
+}
+
+}  // namespace
+
 // The error channel: reads "BIX_ERR_OUT" now. Hosts install their handlers and take them off again.
 CMsgOut bixerr(CMsgOut::Error);
 

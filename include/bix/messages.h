@@ -31,6 +31,10 @@
 
 namespace bix {
 
+namespace impl {
+class LateChannels;
+}
+
 /// A format text whose placeholders "%1", "%2", ... are filled one after the other.
 ///
 ///   format         given        text         reports
@@ -159,9 +163,10 @@ class BIX_EXPORT CMsgOut {
   friend BIX_EXPORT CMsgOut& flush(CMsgOut& channel);
   friend BIX_EXPORT CMsgOut& endl(CMsgOut& channel);
 
+  friend class impl::LateChannels;
   CMsgOut(MessageKind kind, bool quiet);
+  static void Revive(CMsgOut& channel);
 
-  void ReviveIfEnded();
   void ReadSetting(const char* setting);
   void PrintUsage();
   void Deliver();

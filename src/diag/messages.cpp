@@ -19,19 +19,8 @@ namespace bix {
 namespace {
 
 // Static storage
-// What is left of `bixerr` and of `bixout` when they have ended.
-struct EndedChannel {
-  bool hasEnded = false;
-  bool wasQuiet = false;
-};
-EndedChannel s_endedError;
-EndedChannel s_endedOutput;
-
-/// Null for any other channel.
-EndedChannel* FindEndedChannel(const CMsgOut* channel) {
-  if (channel == &bixerr) return &s_endedError;
-  return channel == &bixout ? &s_endedOutput : nullptr;
-}
+// Whether `bixerr` was quiet when it ended.
+bool s_errorWasQuiet = false;
 
 /// A number in plain decimal. No stream and no locale has a say in it.
 class Decimal {
@@ -160,38 +149,28 @@ CMsgOut::~CMsgOut() {
     // A handler of the host threw; a destructor has nobody to pass that on to.
   }
   if (m_log.is_open()) m_log.close();
-  if (EndedChannel* const ended = FindEndedChannel(this)) *ended = {true, m_quiet};
+  if (this == &bixerr) s_errorWasQuiet = m_quiet;
 }
 
-// CHOICE(channel-after-end): static objects of other modules may end after the library's and still
-// print, or have the library report something. The channel is then made anew in its place, without
-// handlers and log, and stays until the process is gone.
-// Test: ChannelAfterItsEnd.IsShownOnTheConsole
-void CMsgOut::ReviveIfEnded() {
-  if (!s_endedError.hasEnded && !s_endedOutput.hasEnded) return;
-  EndedChannel* const ended = FindEndedChannel(this);
-  if (ended == nullptr || !ended->hasEnded) return;
-  ended->hasEnded = false;
-  new (this) CMsgOut(ended == &s_endedError ? Error : Normal, ended->wasQuiet);
+void CMsgOut::Revive(CMsgOut& channel) {
+  const bool isError = &channel == &bixerr;
+  new (&channel) CMsgOut(isError ? Error : Normal, isError && s_errorWasQuiet);
 }
 
 CMsgOut& CMsgOut::operator<<(const char* text) {
   if (text == nullptr)
     return *this << endl << IntErr << "CMsgOut: NULL TCHAR* argument" << endl << bix::flush;
-  ReviveIfEnded();
   m_buffer.write(text, static_cast<std::streamsize>(std::strlen(text)));
   return *this;
 }
 
 CMsgOut& CMsgOut::operator<<(long number) {
-  ReviveIfEnded();
   const Decimal decimal(number);
   m_buffer.write(decimal.View().data(), static_cast<std::streamsize>(decimal.View().size()));
   return *this;
 }
 
 CMsgOut& CMsgOut::operator<<(const SString& text) {
-  ReviveIfEnded();
   m_buffer.write(text.data(), static_cast<std::streamsize>(text.size()));
   return *this;
 }
@@ -203,24 +182,16 @@ CMsgOut& CMsgOut::operator<<(SFmt& format) { return *this << format.str(); }
 
 CMsgOut& CMsgOut::operator<<(CMsgOut& (*manipulator)(CMsgOut&)) { return manipulator(*this); }
 
-void CMsgOut::SetOutput(qv::IMessageOutputHandler* handler) {
-  ReviveIfEnded();
-  m_handler = handler;
-}
+void CMsgOut::SetOutput(qv::IMessageOutputHandler* handler) { m_handler = handler; }
 
-qv::IMessageOutputHandler* CMsgOut::GetOutput() const {
-  const EndedChannel* const ended = FindEndedChannel(this);
-  return ended == nullptr || !ended->hasEnded ? m_handler : nullptr;
-}
+qv::IMessageOutputHandler* CMsgOut::GetOutput() const { return m_handler; }
 
 void CMsgOut::PushOutput(qv::IMessageOutputHandler* handler) {
-  ReviveIfEnded();
   m_handlers.push_back(m_handler);
   m_handler = handler;
 }
 
 void CMsgOut::PopOutput() {
-  ReviveIfEnded();
   if (m_handlers.empty()) return;
   SetOutput(m_handlers.back());
   m_handlers.pop_back();
@@ -324,14 +295,12 @@ void CMsgOut::ReportAssertDialog() {
 }
 
 CMsgOut& endl(CMsgOut& channel) {
-  channel.ReviveIfEnded();
   channel.m_buffer.put('\n');
   channel.m_buffer.flush();
   return channel;
 }
 
 CMsgOut& flush(CMsgOut& channel) {
-  channel.ReviveIfEnded();
   channel.Deliver();
   return channel;
 }
