@@ -1,12 +1,14 @@
 // The setting "BIX_ERR_OUT", on channels of the test's own. What it does to the process's own
 // channel is settled when the library is loaded: see the tests of fresh processes.
 
+#include <csignal>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "bix/messages.h"
@@ -157,6 +159,47 @@ TEST(ErrorSetting, TheLogIsOpenedAtTheFirstFlushAndTruncated) {
   EXPECT_EQ("not yet now\n", ReadWholeFile(log)) << "in the file after each flush";
   channel << "second" << bix::flush;
   EXPECT_EQ("not yet now\nsecond", ReadWholeFile(log));
+}
+
+/// A file may not grow for the length of a scope, as on a full disk.
+class ScopedFullDisk {
+ public:
+  ScopedFullDisk() : m_action(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &m_limit);
+    rlimit none = m_limit;
+    none.rlim_cur = 0;
+    setrlimit(RLIMIT_FSIZE, &none);
+  }
+  ScopedFullDisk(const ScopedFullDisk&) = delete;
+  ScopedFullDisk& operator=(const ScopedFullDisk&) = delete;
+  ~ScopedFullDisk() {
+    setrlimit(RLIMIT_FSIZE, &m_limit);
+    std::signal(SIGXFSZ, m_action);
+  }
+
+ private:
+  rlimit m_limit = {};
+  void (*const m_action)(int);
+};
+
+TEST(ErrorSetting, AMessageThatTheLogCouldNotTakeDoesNotEndTheLog) {
+  const TempDirectory directory;
+  const std::string log = WithProcessId(directory / "log");
+  const ScopedVariable variable("BIX_ERR_OUT", ("-o " + (directory / "log")).c_str());
+  RecordingHandler handler;
+  CMsgOut channel(CMsgOut::Error);
+  channel.SetOutput(&handler);
+  {
+    const ScopedFullDisk full;
+    channel << "lost" << bix::flush;
+  }
+  EXPECT_EQ("", ReadWholeFile(log));
+  channel << "taken" << bix::flush;
+  channel.SetOutput(nullptr);
+  const std::string content = ReadWholeFile(log);
+  EXPECT_NE(std::string::npos, content.find("taken")) << content;
+  EXPECT_EQ((Strings{"HandleOutput:lost", "OutputDone", "HandleOutput:taken", "OutputDone"}),
+            handler.calls);
 }
 
 TEST(ErrorSetting, AnEmptyMessageOpensTheLogToo) {

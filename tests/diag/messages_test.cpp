@@ -383,6 +383,15 @@ TEST(MessageChannel, TheConsoleIsFlushedWithEachMessage) {
   EXPECT_EQ("e\n", errors.str());
 }
 
+TEST(MessageChannel, WhatTheHostHasWrittenBeforeIsShownBefore) {
+  WatchedConsole errors(std::cerr);
+  WatchedConsole output(std::cout);
+  std::cout << "of the host";
+  EXPECT_EQ("", output.flushed);
+  CMsgOut(CMsgOut::Error) << "e" << bix::flush;
+  EXPECT_EQ("of the host", output.flushed) << "standard error is tied to standard output";
+}
+
 TEST(MessageChannel, TheBufferIsEmptyBeforeTheEndOfTheFlush) {
   struct Writing : RecordingHandler {
     explicit Writing(CMsgOut& channel) : m_channel(channel) {}

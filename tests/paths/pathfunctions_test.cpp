@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +18,17 @@
 #include "support/scoped_environment.h"
 #include "support/temp_directory.h"
 #include "support/working_directory.h"
+
+namespace {
+
+// The effective user of the process as the library sees it.
+const unsigned long s_realEffectiveUser = getauxval(AT_EUID);
+unsigned long s_effectiveUser = s_realEffectiveUser;
+
+}  // namespace
+
+// Found instead of the system's, so that a test can be another user without the right to.
+extern "C" uid_t geteuid() noexcept { return static_cast<uid_t>(s_effectiveUser); }
 
 namespace {
 
@@ -209,6 +221,24 @@ TEST_F(FilenameExpandHome, ATildeIsTheHomeDirectory) {
   } else {
     EXPECT_STREQ("~/x", filename_expand("~/x"));
   }
+}
+
+TEST_F(FilenameExpandHome, ATildeAloneIsOfTheEffectiveUser) {
+  // Some user of another home directory than the one who runs the test.
+  std::string home;
+  setpwent();
+  while (const passwd* entry = getpwent()) {
+    if (entry->pw_uid == getuid() || m_home == entry->pw_dir) continue;
+    s_effectiveUser = entry->pw_uid;
+    break;
+  }
+  endpwent();
+  const passwd* const entry = getpwuid(static_cast<uid_t>(s_effectiveUser));
+  if (entry != nullptr) home = entry->pw_dir;
+  const std::string expanded = filename_expand("~/x");
+  s_effectiveUser = s_realEffectiveUser;
+  ASSERT_NE(m_home, home) << "no such user";
+  EXPECT_EQ(home + "/x", expanded);
 }
 
 TEST_F(FilenameExpandHome, OnlyALeadingTildeCounts) {

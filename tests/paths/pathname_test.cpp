@@ -653,14 +653,21 @@ TEST(PathNameCreateDirectory, IsThereAfterwards) {
 }
 
 TEST(PathNameCreateDirectory, FollowsTheUmask) {
-  TempDirectory directory;
-  const mode_t old = umask(027);
-  EXPECT_TRUE(SPathName((directory / "a/b").c_str()).CreateDirectoryA());
-  umask(old);
-  for (const char* name : {"a", "a/b"}) {
-    struct stat status = {};
-    ASSERT_EQ(0, stat((directory / name).c_str(), &status));
-    EXPECT_EQ(0750U, status.st_mode & 0777U) << name;
+  const struct {
+    mode_t mask;
+    unsigned want;
+  } cases[] = {{0, 0777}, {027, 0750}, {022, 0755}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.mask);
+    TempDirectory directory;
+    const mode_t old = umask(c.mask);
+    EXPECT_TRUE(SPathName((directory / "a/b").c_str()).CreateDirectoryA());
+    umask(old);
+    for (const char* name : {"a", "a/b"}) {
+      struct stat status = {};
+      ASSERT_EQ(0, stat((directory / name).c_str(), &status));
+      EXPECT_EQ(c.want, status.st_mode & 0777U) << name;
+    }
   }
 }
 
