@@ -6,7 +6,7 @@ usage: report.py BARS RESULT...
 BARS is a list of records:
   name          what is compared
   numerator     the benchmark that is judged
-  denominator   the benchmark it is judged by
+  denominator   the benchmark it is judged by, or a number
   limit         the ratio that is not to be exceeded
   scale         the ratio is divided by it, 1 if absent; 10 asks for the same cost per value when the
                 numerator's document is ten times the denominator's
@@ -48,9 +48,11 @@ def amount(value):
 
 def judge(bar, medians):
     """The row of a bar, and whether it is met; None when it was not measured."""
-    numerator, denominator = (medians.get(bar[key]) for key in ("numerator", "denominator"))
+    names = [bar[key] for key in ("numerator", "denominator")]
+    numerator, denominator = (name if isinstance(name, (int, float)) else medians.get(name)
+                              for name in names)
     if numerator is None or not denominator:
-        missing = [bar[key] for key in ("numerator", "denominator") if not medians.get(bar[key])]
+        missing = [name for name in names if isinstance(name, str) and not medians.get(name)]
         return (bar["name"], "-", "-", "-", "%.2f" % bar["limit"],
                 "not measured: " + ", ".join(missing)), None
     ratio = numerator / denominator / bar.get("scale", 1)
