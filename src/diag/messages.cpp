@@ -243,6 +243,8 @@ void CMsgOut::Deliver() {
   // Taken once, so that handler, console and log file get the same text whatever a handler does to
   // the channel meanwhile.
   const std::string text = m_buffer.str();
+  // COMPAT(quiet-output-done): a quiet channel passes its handler no message, but tells it of the
+  // end of each flush all the same. Test: ErrorSettingCompat.QuietStillTellsTheHandlerOfTheEnd
   if (!m_quiet) {
     const bool consumed = m_handler != nullptr && m_handler->HandleOutput(text);
     if (!consumed) WriteToConsole(m_kind, text);

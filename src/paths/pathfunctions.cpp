@@ -119,6 +119,8 @@ void ExpandVariables(Expansion& out, std::string_view text) {
     const std::string name(text.substr(0, close));
     text.remove_prefix(std::min(close + 1, text.size()));
     if (const char* value = std::getenv(name.c_str())) {
+      // COMPAT(value-left-out): a value for which there is no room is left out whole, and what
+      // stands behind it is put in. Test: FilenameExpandCompat.AValueThatDoesNotFitIsLeftOut
       // COMPAT(value-once): a value is copied as it stands; a reference in it is not expanded.
       // Test: FilenameExpandCompat.AValueIsNotExpandedAgain
       out.AddWhole(value);
@@ -240,6 +242,9 @@ std::size_t CountSlashes(std::string_view text) {
 
 /// As many "../" as the limit has room for, and `rest` when there is room left for it.
 char* Climb(std::size_t levels, std::string_view rest) {
+  // COMPAT(relative-limit): a piece without room is left out whole, and what follows may still be
+  // put in; only errno tells that the result leads elsewhere.
+  // Test: GetRelPathCompat.WhatIsBeyondTheLimitIsLeftOut
   const std::string_view up = "../";
   if (levels > kRelativeLimit / up.size()) {
     levels = kRelativeLimit / up.size();
@@ -281,6 +286,9 @@ char* filename_expand(const char* path) {
 char* full_path_name(const char* path) {
   const std::string_view text = path != nullptr ? path : "";
   if (!text.empty() && text[0] == '/') return Copy(text);
+  // COMPAT(working-directory-limit): a working directory whose path does not fit into 4096 bytes
+  // with its terminator counts as one that cannot be read.
+  // Test: FullPathNameCompat.AWorkingDirectoryThatIsTooDeepIsReported
   char buffer[kWorkingDirectorySize];
   const char* directory = getcwd(buffer, sizeof buffer);
   if (directory == nullptr) {

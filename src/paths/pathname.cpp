@@ -136,6 +136,8 @@ void SPathName::AddPathElement(const char* element) {
     // path, and a "\" of the element stays. Test: PathNameElementCompat.OneLeadingSlashGoes
     if (*element == '/') ++element;
   }
+  // CHOICE(element-not-limited): only text that is assigned is limited; a path may grow beyond that
+  // by elements and suffixes. Test: PathNameElement.TheResultIsNotLimited
   append(element);
   Canonicalize(*this);
 }
@@ -186,6 +188,9 @@ void SPathName::MakeAbsolutePath(const SPathName& base) {
   // CHOICE(base-separator): the later of both separators counts, which the value of a variable may
   // bring in. Test: PathNameAbsolute.TheLaterSeparatorOfTheBaseCounts
   text.resize(text.find_last_of("/\\") + 1);  // npos + 1 is 0
+  // COMPAT(absolute-no-room): a path that does not fit behind the base's directory is left out, so
+  // that directory is the result; only errno tells.
+  // Test: PathNameAbsoluteCompat.APathThatDoesNotFitIsLeftOut
   if (text.size() + expanded.size() < kPathLimit)
     text += expanded;
   else

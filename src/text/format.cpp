@@ -272,6 +272,9 @@ class LengthEstimate {
   bool IsLongDouble() const { return m_hasCapitalL || m_longCount > 1; }
 
   void AddFixed() {
+    // COMPAT(format-six-digits): six digits are counted besides those of the precision, though a
+    // precision stands in for the six digits that are usual. Required by existing hosts.
+    // Test: FormatBoundCompat.FixedNumbersCountSixMoreDigits
     const int precision = Saturated(static_cast<std::int64_t>(m_precision) + 6);
     if (IsLongDouble()) {
       m_total += PrintedLength("%*.*Lf", m_width, precision, va_arg(m_arguments, long double));

@@ -227,7 +227,7 @@ TEST(ErrorSetting, TheLogIsNotInheritedByChildren) {
   EXPECT_EQ(1, found);
 }
 
-TEST(ErrorSetting, QuietReachesNeitherHandlerNorConsoleButEndsTheFlush) {
+TEST(ErrorSettingCompat, QuietStillTellsTheHandlerOfTheEnd) {
   const TempDirectory directory;
   const ScopedVariable variable("BIX_ERR_OUT", ("-q -o " + (directory / "log")).c_str());
   RecordingHandler handler(false);

@@ -158,7 +158,7 @@ TEST(FilenameExpand, CutsOffWhatDoesNotFit) {
   EXPECT_EQ(ERANGE, errno);
 }
 
-TEST(FilenameExpand, LeavesOutAValueThatDoesNotFit) {
+TEST(FilenameExpandCompat, AValueThatDoesNotFitIsLeftOut) {
   const ScopedVariable value("BIX_T_VALUE", "value");
   errno = 0;
   const std::string fits = std::string(1018, 'x') + "$(BIX_T_VALUE)";
@@ -352,7 +352,7 @@ TEST(FullPathName, ReportsAWorkingDirectoryThatIsGone) {
   EXPECT_EQ("getcwd: No such file or directory\n", errors);
 }
 
-TEST(FullPathName, ReportsAWorkingDirectoryThatIsTooDeep) {
+TEST(FullPathNameCompat, AWorkingDirectoryThatIsTooDeepIsReported) {
   TempDirectory directory;
   const ScopedWorkingDirectory there(directory.Path());
   const std::string name(250, 'd');
@@ -457,7 +457,7 @@ TEST(GetRelPath, ALoneServerNameIsComparedWhole) {
   EXPECT_EQ("//", Take(get_rel_path("//", "//s/f")));
 }
 
-TEST(GetRelPath, LeavesOutWhatIsBeyondTheLimit) {
+TEST(GetRelPathCompat, WhatIsBeyondTheLimitIsLeftOut) {
   // 4096 bytes: 1365 steps and one byte.
   errno = 0;
   EXPECT_EQ(Repeat("../", 1365) + "x",

@@ -147,7 +147,13 @@ TEST(Format, CountsAtLeast128ForAnExponent) {
   EXPECT_EQ(Good(("1." + std::string(100, '0') + "e+00").c_str(), 130), Format("%30.100e", 1.0));
 }
 
-TEST(Format, CountsAFixedNumberWithSixMoreDigits) {
+TEST(FormatBoundCompat, FixedNumbersCountSixMoreDigits) {
+  EXPECT_EQ(10, Format("%5.2f", 3.14159).bound);
+  EXPECT_EQ(8, Format("%f", 1.0).bound);
+  EXPECT_EQ(8, Format("%.0f", 1.0).bound);
+}
+
+TEST(Format, PrintsFixedNumbers) {
   EXPECT_EQ(Good(" 3.14", 10), Format("%5.2f", 3.14159));
   EXPECT_EQ(Good("1.000000", 8), Format("%f", 1.0));
   EXPECT_EQ(Good("-1.500000", 9), Format("%f", -1.5));

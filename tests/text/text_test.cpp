@@ -496,7 +496,7 @@ TEST(CurrentDirectory, FailureLeavesTheEmptyText) {
   EXPECT_EQ("", out);
 }
 
-TEST(CurrentDirectory, OfMoreThan4095BytesFails) {
+TEST(CurrentDirectoryCompat, OfMoreThan4095BytesFails) {
   const ScopedDirectory directory;
   const std::string step(250, 'd');
   for (int depth = 0; depth < 17; ++depth) {
