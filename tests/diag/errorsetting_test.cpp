@@ -94,6 +94,14 @@ TEST(ErrorSetting, OptionsAreReadInOrder) {
   }
 }
 
+TEST(ErrorSetting, WhatTheReadingPrintsGoesToTheChannelItself) {
+  ScopedRecorder processErrors;
+  EXPECT_EQ(kUsage, ShownWith("-h").onMaking);
+  EXPECT_EQ(kUnknown, ShownWith("-x").onMaking);
+  EXPECT_EQ(kFileRequired, ShownWith("-o").onMaking);
+  EXPECT_TRUE(processErrors.messages.empty());
+}
+
 TEST(ErrorSetting, IsReadByErrorChannelsOnly) {
   const ScopedVariable variable("BIX_ERR_OUT", "-q -h -x");
   testing::internal::CaptureStdout();

@@ -4,9 +4,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/auxv.h>
@@ -29,6 +31,23 @@ unsigned long s_effectiveUser = s_realEffectiveUser;
 
 // Found instead of the system's, so that a test can be another user without the right to.
 extern "C" uid_t geteuid() noexcept { return static_cast<uid_t>(s_effectiveUser); }
+
+// The user "bix-t-long" has a record of more than 4000 bytes, that of "bix-t-endless" fits nowhere.
+extern "C" int getpwnam_r(const char* name, passwd* entry, char* room, std::size_t size,
+                          passwd** result) {
+  const std::string_view user = name;
+  if (user != "bix-t-long" && user != "bix-t-endless") {
+    static const auto system =
+        reinterpret_cast<decltype(&getpwnam_r)>(dlsym(RTLD_NEXT, "getpwnam_r"));
+    return system(name, entry, room, size, result);
+  }
+  *result = nullptr;
+  if (user == "bix-t-endless" || size < 4000) return ERANGE;
+  std::strcpy(room, "/home/long");
+  entry->pw_dir = room;
+  *result = entry;
+  return 0;
+}
 
 namespace {
 
@@ -239,6 +258,11 @@ TEST_F(FilenameExpandHome, ATildeAloneIsOfTheEffectiveUser) {
   s_effectiveUser = s_realEffectiveUser;
   ASSERT_NE(m_home, home) << "no such user";
   EXPECT_EQ(home + "/x", expanded);
+}
+
+TEST_F(FilenameExpandHome, ARecordMayBeLong) {
+  EXPECT_STREQ("/home/long/x", filename_expand("~bix-t-long/x"));
+  EXPECT_STREQ("~bix-t-endless/x", filename_expand("~bix-t-endless/x"));
 }
 
 TEST_F(FilenameExpandHome, OnlyALeadingTildeCounts) {

@@ -372,6 +372,9 @@ TEST(PathNameSuffix, IsAddedWhereThereIsNone) {
   EXPECT_STREQ("xtot", path.c_str());
   path.AddSuffix("\\a");
   EXPECT_STREQ("xtot\\a", path.c_str());
+  path = "/a/b";
+  path.AddSuffix("/../c");
+  EXPECT_STREQ("/a/b/../c", path.c_str()) << "appended as it stands";
 }
 
 TEST(PathNameSuffixCompat, AnyDotKeepsTheSuffixOut) {
@@ -682,6 +685,17 @@ TEST(PathNameCreateDirectoryCompat, OneMissingParentIsCreated) {
   EXPECT_FALSE(deep.CreateDirectoryA());
   EXPECT_EQ(directory / "x/y/z/", deep.c_str());
   EXPECT_FALSE(bix_test::Exists(directory / "x"));
+}
+
+TEST(PathNameCreateDirectory, OneSlashAtTheEndDoesNotCount) {
+  TempDirectory directory;
+  SPathName path((directory / "a//").c_str());
+  EXPECT_TRUE(path.CreateDirectoryA());
+  EXPECT_EQ(directory / "a//", path.c_str());
+  EXPECT_TRUE(IsDirectory(directory / "a"));
+  // The second one ends a level, the one above which is the directory itself.
+  EXPECT_FALSE(SPathName((directory / "b/c//").c_str()).CreateDirectoryA());
+  EXPECT_FALSE(bix_test::Exists(directory / "b"));
 }
 
 TEST(PathNameCreateDirectory, AFileIsInTheWay) {
