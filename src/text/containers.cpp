@@ -126,9 +126,10 @@ ListNode* ListBase::MakeNode(void* element) {
   if (m_store == nullptr) {
     if (m_count < kLooseNodes) return new ListNode;
     auto store = std::make_unique<ListStore>();
+    store->AddBlock();
+    // Nothing fails from here: the store deletes what it has taken over.
     for (ListNode* node = m_head; node != nullptr; node = node->next)
       store->loose[store->looseCount++] = node;
-    store->AddBlock();
     m_store = store.release();  // owned by the list from here, until it is empty
   }
   ListNode* const node = m_store->Take();
