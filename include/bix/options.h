@@ -82,7 +82,7 @@ struct BIX_EXPORT CCategory {
 
 // What the library declares itself: where the predefined option files are named.
 
-extern BIX_EXPORT const COption optPredefined;     // "OptionFiles", "user.tot;company.tot"
+extern BIX_EXPORT const COption optPredefined[2];  // "OptionFiles", "user.tot;company.tot"
 extern BIX_EXPORT const COptionSet setSettings;    // no options
 extern BIX_EXPORT const COptionSet setInitial;     // no options
 extern BIX_EXPORT const COptionSet setPredefined;  // optPredefined

@@ -19,10 +19,10 @@ std::string_view View(const char* text) { return text != nullptr ? text : ""; }
 
 }  // namespace
 
-const COption optPredefined = {"OptionFiles", 1, "user.tot;company.tot"};
+const COption optPredefined[2] = {{"OptionFiles", 1, "user.tot;company.tot"}, {}};
 const COptionSet setSettings = {"Settings", nullptr, 0};
 const COptionSet setInitial = {"Initial", nullptr, 0};
-const COptionSet setPredefined = {"Predefined", &optPredefined, 1};
+const COptionSet setPredefined = {"Predefined", optPredefined, 1};
 const CCategory catSettings = {"Settings", nullptr, 0, &setSettings};
 const CCategory catPredefined = {"Predefined", nullptr, 0, &setPredefined};
 const CCategory catInitial = {"Initial", kInitialCategories, 1, &setInitial};
@@ -47,13 +47,14 @@ const COption* CMgrOptionSet::FindOption(const char* name) const {
 
 void CMgrOptionSet::MergeOptions(const COptionSet* set) {
   if (set == nullptr || set->options == nullptr) return;
-  for (int i = 0; i < set->count; ++i)
-    if (set->options[i].name != nullptr) m_options.SetAt(set->options[i].name, &set->options[i]);
+  // The all-zero record ends the options, even if the set counts more of them.
+  for (int i = 0; i < set->count && set->options[i].name != nullptr; ++i)
+    m_options.SetAt(set->options[i].name, &set->options[i]);
 }
 
 void CMgrOptionSet::UnMergeOptions(const COptionSet* set) {
   if (set == nullptr || set->options == nullptr) return;
-  for (int i = 0; i < set->count; ++i) {
+  for (int i = 0; i < set->count && set->options[i].name != nullptr; ++i) {
     const COption& option = set->options[i];
     if (FindOption(option.name) == &option) m_options.RemoveKey(View(option.name));
   }

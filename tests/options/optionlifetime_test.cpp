@@ -128,6 +128,17 @@ TEST_F(OptionLifetimeFiles, CategoryOfAnotherManagerMayLeaveBeforeItsKeys) {
       << "what is in the tree is saved, and in its place";
 }
 
+TEST(OptionDeclarations, AllZeroRecordEndsTheOptionsOfASetThatCountsMore) {
+  const bix::COption options[] = {{"first", 1, "1"}, {}, {"behind", 1, "2"}};
+  const bix::COptionSet set = {"Set", options, 3};
+  bix::CMgrOptionSet merged("Set");
+  merged.MergeOptions(&set);
+  EXPECT_EQ(1, merged.GetOptionCount());
+  EXPECT_EQ(&options[0], merged.FindOption("first"));
+  merged.UnMergeOptions(&set);
+  EXPECT_EQ(0, merged.GetOptionCount());
+}
+
 TEST(OptionKey, RemovingAHiddenValueLeavesTheNewerOneFound) {
   bix::COptionManager manager;
   manager.AddCategory(&kEditor);

@@ -79,7 +79,8 @@ TEST(OptionDeclaration, TheLibraryDeclaresWherePredefinedFilesAreNamed) {
   ASSERT_NE(nullptr, predefined);
   EXPECT_STREQ("Predefined", predefined->GetOptionSet()->GetName());
   const bix::COption* option = manager.FindOption("Initial/Predefined/OptionFiles");
-  ASSERT_EQ(&bix::optPredefined, option);
+  ASSERT_EQ(&bix::optPredefined[0], option);
+  EXPECT_EQ(nullptr, bix::optPredefined[1].name) << "the record that ends the options";
   EXPECT_STREQ("OptionFiles", option->name);
   EXPECT_EQ(1, option->kind);
   EXPECT_STREQ("user.tot;company.tot", option->defaultValue);
