@@ -284,12 +284,15 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   COptionExplanation Explain(const char* category, const char* name) const;
 
   // Typed access. GetValue never gives null here, so the defaults serve managers that override it.
+  // CHOICE(typed-defaults): without a default given, "", false and 0 stand for null.
+  // Test: OptionTypesChoice.WithoutADefaultNullIsTheEmptyValue
 
-  const char* GetStrValue(const char* category, const char* name, const char* defaultValue) const;
+  const char* GetStrValue(const char* category, const char* name,
+                          const char* defaultValue = "") const;
   /// True exactly when the text begins with a lower-case "t".
-  bool GetBoolValue(const char* category, const char* name, bool defaultValue) const;
+  bool GetBoolValue(const char* category, const char* name, bool defaultValue = false) const;
   /// The text read as a decimal number, clamped to 32 bits; 0 when it is none.
-  int GetIntValue(const char* category, const char* name, int defaultValue) const;
+  int GetIntValue(const char* category, const char* name, int defaultValue = 0) const;
   bool SetStrValue(const char* category, const char* name, const char* text);
   bool SetBoolValue(const char* category, const char* name, bool flag);
   bool SetIntValue(const char* category, const char* name, int number);
@@ -312,7 +315,7 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
 
   /// Loads a listed file again; the result of its Load, 1 when it is not listed.
   int Reload(const char* fileName);
-  /// Loads every listed file again; the first result that is not 0, else 0.
+  /// Loads every listed file that has a name again; the first result that is not 0, else 0.
   int ReloadAllFiles();
   /// Empties the first file and marks it modified; 1 without a file.
   int Reset();

@@ -66,6 +66,9 @@ int FinishAndCheck(impl::DurableFile& file, std::uint64_t digest) {
 
 int SaveWholeTree(impl::DurableFile& file, const CRgKey& root) {
   if (const int error = file.Open()) return error;
+  // COMPAT(first-save-drops-key-attributes): the whole tree is written as every tree is, without
+  // the attributes of keys; the next save, over the file that is there then, writes them.
+  // Test: OptionSaveCompat.FirstSaveWritesNoKeyAttributesAndTheNextOneDoes
   impl::SettingsDigest digest;
   impl::WriteTree(file.GetStream(), digest, root);
   const int error = FinishAndCheck(file, digest.GetSum());
@@ -145,6 +148,8 @@ int COptionFile::Load(const char* fileName) {
 }
 
 int COptionFile::Save(const char* fileName) {
+  // COMPAT(option-save-stores-no-name): a given name serves this call only.
+  // Test: OptionSaveCompat.AGivenNameDoesNotBecomeTheFilesName
   const SString target = fileName != nullptr ? fileName : m_fileName.c_str();
   if (target.empty()) return 1;
   impl::DurableFile file(target.c_str());

@@ -67,6 +67,8 @@ class Line {
 
 }  // namespace
 
+// COMPAT(bool-lower-t): one byte decides, and only a lower-case "t" is true; "True", "yes" and "1"
+// are false. Declarations and files rely on it. Test: OptionTypesCompat.OnlyALowerCaseTIsTrue
 bool ToBool(const char* text) { return text != nullptr && *text == 't'; }
 
 int ToInt(const char* text) {

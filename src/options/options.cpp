@@ -30,6 +30,9 @@ bool IsMarkedFixed(const CRgValue& value) {
 }
 
 /// The path under which a declared option is looked up.
+// COMPAT(declared-path-joined): the last "/" of path and name together parts them again, so a "/" in
+// the name counts as part of the path here, while in files it belongs to the name.
+// Test: OptionLookUpCompat.ASlashInTheNameBelongsToThePathOfTheDeclaration
 std::string OptionPath(const char* category, const char* name) {
   return std::string(View(category)).append("/").append(View(name));
 }
@@ -134,6 +137,9 @@ void COptionManager::Forget(COptionFile* file) {
 }
 
 bool COptionManager::AddFile(COptionFile* file) {
+  // COMPAT(one-file-per-path): a second file of a path name is refused, and the empty name counts
+  // as one. Test: OptionStackCompat.ASecondFileWithoutANameIsRefused
+  if (file == nullptr) return false;
   if (m_files.Find(file) != nullptr || GetFile(SPathName(file->GetPathName())) != nullptr)
     return false;
   const bool isNew = m_knownFiles.Find(file) == nullptr;
@@ -193,12 +199,17 @@ int COptionManager::ReloadAllFiles() {
   for (void* position = GetFirstFilePosition(); position != nullptr;) {
     COptionFile* file = GetNextFile(position);
     const SString name = file->GetPathName();
+    // CHOICE(reload-keeps-nameless): what was never in a file cannot be read again, and stays.
+    // Test: OptionStackChoice.ReloadingKeepsAFileWithoutAName
+    if (name.empty()) continue;
     const int loaded = file->Load(name.c_str());
     if (result == 0) result = loaded;
   }
   return result;
 }
 
+// CHOICE(reset-in-memory): the file on the disk is as it was until it is saved.
+// Test: OptionStackChoice.ResetChangesNothingOnTheDisk
 int COptionManager::Reset() {
   void* position = GetFirstFilePosition();
   if (position == nullptr) return 1;
@@ -293,6 +304,8 @@ bool COptionManager::IsRedefined(const char* category, const char* name) const {
 
 const char* COptionManager::GetUnderneathValue(const COptionFile* file, const char* category,
                                                const char* name) const {
+  // CHOICE(underneath-of-unlisted): nothing lies above a file that is not listed, so all files lie
+  // beneath it. Test: OptionLookUpChoice.AllFilesLieBeneathOneThatIsNotListed
   bool isListed = false;
   for (void* position = GetFirstFilePosition(); position != nullptr && !isListed;)
     isListed = GetNextFile(position) == file;
@@ -300,6 +313,8 @@ const char* COptionManager::GetUnderneathValue(const COptionFile* file, const ch
   bool isBehind = !isListed;
   for (void* position = GetFirstFilePosition(); position != nullptr;) {
     const COptionFile* next = GetNextFile(position);
+    // COMPAT(underneath-ignores-fixed): the next file that holds the option gives the text, even if
+    // one behind it fixes another. Test: OptionLookUpCompat.TheUnderneathTextIgnoresWhatIsFixed
     if (isBehind)
       if (const CRgValue* held = place.FindIn(*next)) return held->GetValue();
     if (next == file) isBehind = true;
@@ -321,6 +336,9 @@ bool COptionManager::IsEditable(const char* category, const char* name) const {
   for (position = GetFirstFilePosition(); position != nullptr;) {
     const COptionFile* file = GetNextFile(position);
     const CRgValue* held = place.FindIn(*file);
+    // COMPAT(first-fixed-decides): fixed in the first file leaves the option editable, even if a
+    // later file fixes it too and the change does not show.
+    // Test: OptionLookUpCompat.FixedInTheFirstFileIsEditable
     if (held != nullptr && IsMarkedFixed(*held)) return file == first;
   }
   return true;
