@@ -44,9 +44,10 @@ std::size_t FindPlaceholder(const std::string& text, std::size_t from) {
   return at;
 }
 
-/// Writes to the buffer beneath the standard stream: the host's own state of that stream (an
-/// earlier failure, exceptions that it asked for, a width) neither stops a message nor is changed
-/// by it, and what the host has redirected or still holds in the stream stays in order.
+// CHOICE(console-state): messages go to the buffer beneath the standard stream: the host's own state
+// of that stream (an earlier failure, exceptions that it asked for, a width) neither stops a message
+// nor is changed by it, and what the host has redirected or still holds in the stream stays in
+// order. Test: MessageChannel.IsNotStoppedByAFailedStandardStream
 void WriteToConsole(CMsgOut::MessageKind kind, const std::string& text) {
   std::ostream& stream = kind == CMsgOut::Normal ? std::cout : std::cerr;
   try {
@@ -240,8 +241,9 @@ void CMsgOut::PrintUsage() {
 }
 
 void CMsgOut::Deliver() {
-  // Taken once, so that handler, console and log file get the same text whatever a handler does to
-  // the channel meanwhile.
+  // CHOICE(message-taken-once): handler, console and log file get the same text whatever a handler
+  // does to the channel meanwhile. What it writes there is lost with the message.
+  // Test: MessageChannel.AHandlerThatWritesToTheSameChannelDoesNotChangeTheMessage
   const std::string text = m_buffer.str();
   // COMPAT(quiet-output-done): a quiet channel passes its handler no message, but tells it of the
   // end of each flush all the same. Test: ErrorSettingCompat.QuietStillTellsTheHandlerOfTheEnd
@@ -251,7 +253,10 @@ void CMsgOut::Deliver() {
   }
   OpenLog();
   if (m_log.is_open()) {
-    m_log.clear();  // after a full disk, say: the next message gets its own chance
+    // CHOICE(log-after-failure): a message that could not be written, on a full disk, say, does not
+    // end the log: the next one gets its own chance.
+    // Test: ErrorSetting.AMessageThatTheLogCouldNotTakeDoesNotEndTheLog
+    m_log.clear();
     m_log.write(text.data(), static_cast<std::streamsize>(text.size()));
     m_log.flush();
   }
@@ -260,7 +265,8 @@ void CMsgOut::Deliver() {
   // ErrorSettingCompat.AssertReportRepeatsTheMessage
   ReportAssertDialog();
   m_buffer.str(std::string());
-  // A handler may have pushed or popped one: whoever is installed now is told.
+  // CHOICE(output-done-to-current): a handler may have pushed or popped one: whoever is installed
+  // now is told. Test: MessageChannel.AHandlerThatPushesAnotherHandsTheEndOfTheFlushToIt
   if (m_handler != nullptr) m_handler->OutputDone();
 }
 

@@ -272,6 +272,8 @@ bool bix::BixIsAUri(const char* text) {
 }
 
 char* filename_expand(const char* path) {
+  // CHOICE(null-path): null is the empty text here and in full_path_name, and no URI.
+  // Tests: FilenameExpand.NullIsEmpty, FullPathName.NullIsEmpty, BixIsAUri.NullIsNone
   const std::string_view text = path != nullptr ? path : "";
   // Expanded aside, because `path` may be the last result.
   Expansion expansion;

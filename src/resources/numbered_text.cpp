@@ -52,7 +52,9 @@ bool ResolveReferences(const SString& text, std::size_t conversionCount, Reorder
       continue;
     }
     if (IsReference(cursor)) {
-      // The digit 0 refers to nothing; as the argument before the first it is out of range as well.
+      // CHOICE(i18n-zero-reference): the digit 0 refers to the argument before the first, which is as
+      // much out of range as one behind the last.
+      // Test: FormatI18n.RefusesReferencesOutsideTheArguments
       if (cursor[1] == '0') return false;
       next = static_cast<std::size_t>(cursor[1] - '1');
       if (next >= conversionCount) return false;
@@ -123,6 +125,8 @@ int SString::FormatI18n(unsigned id, ...) {
   const std::size_t conversionCount = CountConversions(text);
   ReorderedFormat reordered;
   if (!ResolveReferences(text, conversionCount, reordered)) return -1;
+  // CHOICE(i18n-too-many): a text with more conversions than there are zeros to read is refused.
+  // Test: FormatI18n.RefusesTextsWithTooManyConversions
   if (CountTakenWords(reordered) > kAllWords) return -1;
 
   // One machine word each, so that a pointer fits on every platform.

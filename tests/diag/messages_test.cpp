@@ -520,8 +520,11 @@ TEST(MessageChannel, AHandlerThatWritesToTheSameChannelDoesNotChangeTheMessage) 
   Writing handler(channel);
   channel.SetOutput(&handler);
   channel << "x" << bix::flush;
+  channel << "y" << bix::flush;
   channel.SetOutput(nullptr);
-  EXPECT_EQ("x", testing::internal::GetCapturedStdout());
+  EXPECT_EQ("xy", testing::internal::GetCapturedStdout());
+  EXPECT_EQ((Strings{"HandleOutput:x", "OutputDone", "HandleOutput:y", "OutputDone"}),
+            handler.calls);
 }
 
 TEST(MessageChannelCompat, ReportOfAFormatGoesOutWithThePartialMessage) {

@@ -92,8 +92,9 @@ TEST(BixIsAUri, LettersAndDigitsAndAColon) {
     SCOPED_TRACE(c.text);
     EXPECT_EQ(c.want, bix::BixIsAUri(c.text));
   }
-  EXPECT_FALSE(bix::BixIsAUri(nullptr));
 }
+
+TEST(BixIsAUri, NullIsNone) { EXPECT_FALSE(bix::BixIsAUri(nullptr)); }
 
 TEST(BixIsAUriCompat, ADriveLetterIsAUri) {
   for (const char* drive : {"c:", "C:", "C:x", "C:/x", "C:\\x", "z:"}) {
@@ -128,8 +129,9 @@ TEST(FilenameExpand, ReplacesReferences) {
     SCOPED_TRACE(c.in);
     EXPECT_STREQ(c.want, filename_expand(c.in));
   }
-  EXPECT_STREQ("", filename_expand(nullptr));
 }
+
+TEST(FilenameExpand, NullIsEmpty) { EXPECT_STREQ("", filename_expand(nullptr)); }
 
 TEST(FilenameExpandCompat, ADoubleDollarBeginsNoReference) {
   const ScopedVariable value("BIX_T_VALUE", "value");
@@ -342,6 +344,11 @@ TEST(FullPathName, PutsTheWorkingDirectoryInFront) {
   EXPECT_EQ(directory / "C:/x", Take(full_path_name("C:/x")));
   EXPECT_EQ(directory / "\\x", Take(full_path_name("\\x")));
   EXPECT_EQ(directory.Path() + "/", Take(full_path_name("")));
+}
+
+TEST(FullPathName, NullIsEmpty) {
+  TempDirectory directory;
+  const ScopedWorkingDirectory there(directory.Path());
   EXPECT_EQ(directory.Path() + "/", Take(full_path_name(nullptr)));
 }
 

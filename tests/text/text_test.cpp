@@ -39,6 +39,23 @@ TEST(StringClasses, DeriveFromEachOtherAsHostsExpect) {
   EXPECT_EQ(sizeof(UTF8String), sizeof(SString));
 }
 
+TEST(StringClasses, ResultsHaveTheTypesThatHostsKnow) {
+  SString text("ab");
+  static_assert(std::is_same_v<int, decltype(text.Compare("x"))>);
+  static_assert(std::is_same_v<int, decltype(text.CompareNoCase("x"))>);
+  static_assert(std::is_same_v<std::string::size_type, decltype(text.Find("x"))>);
+  static_assert(std::is_same_v<int, decltype(text.Insert(0, "x"))>);
+  static_assert(std::is_same_v<int, decltype(text.GetLength())>);
+  static_assert(std::is_same_v<bool, decltype(text.IsEmpty())>);
+  static_assert(std::is_same_v<char*, decltype(text.GetBuffer())>);
+  static_assert(std::is_same_v<int, decltype(text.LoadStringA(1U))>);
+  static_assert(std::is_same_v<int, decltype(text.Format("x"))>);
+  static_assert(std::is_same_v<unsigned, decltype(bix::StringHashKey(text, 31))>);
+  static_assert(std::is_same_v<int, decltype(bix::BixGetCurrentDirectory(text))>);
+  // What is not found is out of reach of every index, on every platform.
+  EXPECT_EQ(static_cast<std::size_t>(-1), text.Find("x"));
+}
+
 TEST(StringClasses, MoveWithoutCopying) {
   static_assert(std::is_nothrow_move_constructible_v<SString>);
   static_assert(std::is_nothrow_move_assignable_v<SString>);
