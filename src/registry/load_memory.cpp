@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -18,7 +19,11 @@ constexpr std::size_t kLargePage = std::size_t{2} << 20;
 // From here on a large page is cheaper than the small ones, and its rounding not much.
 constexpr std::size_t kWorthLargePage = std::size_t{1} << 20;
 constexpr std::size_t kSmallestBlock = std::size_t{2} << 10;
+constexpr double kUsualGrowth = 4;  // from the bytes of a line to those of its value
 constexpr std::size_t kLargestHeapBlock = std::size_t{64} << 10;
+// A large page costs about a tenth of the small pages that it replaces, unless the system has to
+// move others out of the way for it, or has to get it from the host of a virtual machine.
+constexpr std::chrono::microseconds kSlowLargePage{1000};
 
 constexpr bool IsMapped(std::size_t size) { return size >= kWorthLargePage; }
 
@@ -112,22 +117,28 @@ void* LoadMemory::Take(std::size_t size) {
 void LoadMemory::AddBlock(std::size_t size) {
   CloseBlock();
   const std::size_t rest = GuessRest();
-  const std::size_t blockSize = std::max(
-      rest >= kWorthLargePage ? kLargePage : std::clamp(rest, kSmallestBlock, kLargestHeapBlock),
-      size + sizeof(Block));
+  const std::size_t blockSize = std::max(rest >= kWorthLargePage && !m_areLargePagesSlow
+                                             ? kLargePage
+                                             : std::clamp(rest, kSmallestBlock, kLargestHeapBlock),
+                                         size + sizeof(Block));
   char* const room = static_cast<char*>(AllocateBlock(blockSize));
-  m_block = new (room) Block{{SIZE_MAX}, blockSize};
+  const auto start = std::chrono::steady_clock::now();
+  m_block = new (room) Block{{SIZE_MAX}, blockSize};  // the first touch
+  if (IsMapped(blockSize) && std::chrono::steady_clock::now() - start > kSlowLargePage)
+    m_areLargePagesSlow = true;
   m_cursor = room + sizeof(Block);
   m_end = room + blockSize;
 }
 
-/// What the rest of the file will need if it goes on as it began.
+/// What the rest of the file will need if it goes on as it began, and of a file just begun, if its
+/// lines are of the usual length.
 std::size_t LoadMemory::GuessRest() const {
   const std::size_t whole = m_input.GetFileSize();
   const std::size_t read = std::min(m_input.GetTakenSize(), whole);
-  if (read == 0 || m_usedSize == 0) return 0;
-  const double rest = static_cast<double>(m_usedSize) * static_cast<double>(whole - read) /
-                      static_cast<double>(read);
+  const double growth = m_usedSize == 0 ? kUsualGrowth
+                                        : static_cast<double>(m_usedSize) /
+                                              static_cast<double>(std::max<std::size_t>(read, 1));
+  const double rest = growth * static_cast<double>(whole - read);
   return static_cast<std::size_t>(std::min(rest, static_cast<double>(kLargePage)));
 }
 

@@ -81,7 +81,7 @@ bool IsBlank(int character) {
 char* FindQuote(char* begin, char* end) {
 #ifdef __SSE2__
   const __m128i quotes = _mm_set1_epi8('"');
-  for (int i = 0; i < 2 && end - begin >= 16; ++i, begin += 16) {
+  for (int i = 0; i < 4 && end - begin >= 16; ++i, begin += 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
     const int found = _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, quotes));
     if (found != 0) return begin + __builtin_ctz(static_cast<unsigned>(found));
