@@ -32,7 +32,7 @@ def read_results(names):
             if "value" in entry:
                 medians[run] = entry["value"]
                 continue
-            time = "real_time" if "/real_time" in run else "cpu_time"
+            time = "real_time" if run.endswith(("/real_time", "/manual_time")) else "cpu_time"
             medians[run] = entry[time] * UNITS[entry["time_unit"]]
     return medians
 
