@@ -7,6 +7,7 @@
 
 #include "bix/library.h"
 #include "bix/messages.h"
+#include "support/program.h"
 #include "support/recording_handler.h"
 #include "support/scoped_environment.h"
 
@@ -309,6 +310,19 @@ TEST(StringTable, UnregisteringDeletesTheTable) {
   EXPECT_EQ(1, s_deleted);
   SString text;
   EXPECT_FALSE(bix::LoadStringA(module.Handle(), 1, text));
+}
+
+TEST(StringTable, TablesOfTheHostMayEndAfterTheLibrary) {
+  const bix_test::ProgramResult result = bix_test::Program(BIX_LATE_TABLE, {}).Run();
+  EXPECT_EQ(0, result.signal);
+  EXPECT_EQ(0, result.exitCode);
+  EXPECT_EQ("", result.errors);
+  EXPECT_EQ(
+      "static\n"
+      "no text\n"  // the static table has ended
+      "late\n"
+      "no text\n",
+      result.output);
 }
 
 TEST(ResourceTraceCompat, AnyValueSwitchesItOnAtOnce) {
