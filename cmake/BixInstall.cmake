@@ -9,8 +9,11 @@ install(TARGETS bix bix_suite EXPORT bixTargets
     NAMELINK_COMPONENT development)
 install(DIRECTORY include/bix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
   FILES_MATCHING PATTERN "*.h")
+if(BIX_KX STREQUAL "system")
+  set(without_kx PATTERN "kx" EXCLUDE)
+endif()
 install(DIRECTORY suite/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
-  FILES_MATCHING PATTERN "*.h")
+  FILES_MATCHING PATTERN "*.h" ${without_kx})
 
 install(EXPORT bixTargets NAMESPACE bix:: DESTINATION ${BIX_INSTALL_CMAKEDIR}
   COMPONENT development)
