@@ -29,6 +29,11 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bixConfig.cmake
 file(RELATIVE_PATH BIX_PKGCONFIG_TO_PREFIX
   /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 string(REGEX REPLACE "/$" "" BIX_PKGCONFIG_TO_PREFIX "${BIX_PKGCONFIG_TO_PREFIX}")
+# What the library itself is linked with. A program that uses it needs none of that to be built.
+set(BIX_REGEX_LINK -lpcrecpp)
+if(BIX_REGEX_USED STREQUAL "pcre2")
+  set(BIX_REGEX_LINK -lpcre2-8)
+endif()
 configure_file(cmake/bix.pc.in ${CMAKE_CURRENT_BINARY_DIR}/bix.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bix.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -9,6 +9,7 @@
 #include "bix/library.h"
 #include "bix/messages.h"
 #include "bix/stringtable.h"
+#include "paths/compiled_filter.h"
 #include "resources/directory_state.h"
 #include "resources/own_texts.h"
 
@@ -43,6 +44,9 @@ namespace {
 // The texts that the directory functions hand out: changed by those functions only. They are here
 // before and after everything that may ask for a directory.
 impl::DirectoryState s_directories;
+
+// The glob filters used last: changed by BixGlob only. Nothing else needs them.
+impl::FilterCache s_filters;
 
 }  // namespace
 
@@ -134,5 +138,7 @@ BixHandleResourceDLL _hrd("BIX10_R.DLL", &impl::RegisterOwnTexts, BixhDllInstanc
 }  // namespace
 
 impl::DirectoryState& impl::Directories() { return s_directories; }
+
+impl::FilterCache& impl::Filters() { return s_filters; }
 
 }  // namespace bix

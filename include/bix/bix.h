@@ -7,6 +7,7 @@
 #include "bix/diagnostics.h"
 #include "bix/directories.h"
 #include "bix/export.h"
+#include "bix/globfilter.h"
 #include "bix/hosttypes.h"
 #include "bix/library.h"
 #include "bix/messages.h"

@@ -40,6 +40,14 @@ class CheckLayers(TreeTest):
         self.write("include/bix/registry.h", '#include "resources/own_texts.h"\n')
         self.expect("include/bix/registry.h:1", "resources/own_texts.h (resources)")
 
+    def test_a_file_may_stand_above_its_folder(self):
+        self.write("src/paths/globfilter.cpp", '#include "resources/own_texts.h"\n')
+        self.assertEqual([], self.errors())
+
+    def test_finds_an_include_of_a_file_that_stands_above_its_folder(self):
+        self.write("src/paths/pathname.cpp", '#include "paths/compiled_filter.h"\n')
+        self.expect("(paths) includes paths/compiled_filter.h (files)")
+
     def test_finds_a_header_that_is_not_assigned(self):
         self.write("include/bix/novelty.h", "")
         self.expect("include/bix/novelty.h: belongs to no subsystem")

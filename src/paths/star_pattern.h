@@ -1,0 +1,50 @@
+#ifndef BIX_PATHS_STAR_PATTERN_H_
+#define BIX_PATHS_STAR_PATTERN_H_
+
+/// Filters that hold nothing but literal text and "*", matched without the engine.
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace bix::impl {
+
+/// Such a filter, cut into its literal pieces. Matches what the translated filter matches, in time
+/// that grows with the name's length times the filter's at most.
+class StarPattern {
+ public:
+  /// Takes a filter whose translation is valid. Nothing when it may hold a repetition in braces.
+  static std::optional<StarPattern> Parse(std::string_view filter);
+
+  /// Whether the whole name matches. False for a name that is not valid UTF-8.
+  bool Matches(std::string_view name) const;
+
+ private:
+  /// What stands between two line feeds of the filter: only a line feed matches a line feed, so
+  /// the lines of a filter and of a name correspond one to one.
+  struct Line {
+    bool Matches(std::string_view text) const;
+
+    bool hasStar = false;
+    std::string prefix;                // all of it without a star
+    std::vector<std::string> between;  // not empty ones
+    std::string suffix;
+    std::size_t length = 0;  // of all pieces
+  };
+
+  StarPattern() = default;
+  static Line ParseLine(std::string_view filter);
+
+  Line m_first;
+  std::vector<Line> m_further;
+};
+
+/// Whether the text is valid UTF-8: the shortest form of code points up to U+10FFFF without the
+/// surrogates.
+bool IsValidUtf8(std::string_view text);
+
+}  // namespace bix::impl
+
+#endif  // BIX_PATHS_STAR_PATTERN_H_
