@@ -8,14 +8,15 @@
 #include "bix/optionfile.h"
 #include "bix/options.h"
 #include "options/option_text.h"
+#include "support/text_view.h"
 
 namespace bix {
+
+using impl::View;
 
 namespace {
 
 const CCategory* const kInitialCategories[] = {&catPredefined, nullptr};
-
-std::string_view View(const char* text) { return text != nullptr ? text : ""; }
 
 }  // namespace
 

@@ -23,12 +23,13 @@
 #include "bix/optionfile.h"
 #include "options/option_text.h"
 #include "options/read_back.h"
+#include "support/text_view.h"
 
 namespace bix {
 
-namespace {
+using impl::View;
 
-std::string_view View(const char* text) { return text != nullptr ? text : ""; }
+namespace {
 
 // Static storage: the save under way in each thread, and the number of the last one. A thread that
 // reads a file of its own must not write into another's save, nor take its marks for its own.

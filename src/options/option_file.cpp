@@ -19,12 +19,13 @@
 #include "options/read_back.h"
 #include "support/durable_file.h"
 #include "support/scoped_fd.h"
+#include "support/text_view.h"
 
 namespace bix {
 
-namespace {
+using impl::View;
 
-std::string_view View(const char* text) { return text != nullptr ? text : ""; }
+namespace {
 
 /// What a pipe or socket held cannot be read again without taking it from somebody.
 bool CanBeReadAgain(const char* target) {

@@ -9,12 +9,13 @@
 #include "options/option_text.h"
 #include "options/split_path.h"
 #include "registry/load_memory.h"
+#include "support/text_view.h"
 
 namespace bix {
 
-namespace {
+using impl::View;
 
-std::string_view View(const char* text) { return text != nullptr ? text : ""; }
+namespace {
 
 void DeleteAttributes(MList<CRgAttribute*>* attributes) {
   if (attributes == nullptr) return;

@@ -14,12 +14,13 @@
 #include "bix/optionfile.h"
 #include "options/option_text.h"
 #include "options/split_path.h"
+#include "support/text_view.h"
 
 namespace bix {
 
-namespace {
+using impl::View;
 
-std::string_view View(const char* text) { return text != nullptr ? text : ""; }
+namespace {
 
 // COMPAT(fixed-exact-text): only the exact text "true" fixes an option; "True" and "1" do not.
 // Test: OptionManagerCompat.OnlyTheExactTextTrueFixes

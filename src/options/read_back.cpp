@@ -9,12 +9,11 @@
 
 #include "bix/optionfile.h"
 #include "bix/settingsfile.h"
+#include "support/text_view.h"
 
 namespace bix::impl {
 
 namespace {
-
-std::string_view View(const char* text) { return text != nullptr ? text : ""; }
 
 /// Takes the sections that the reader finds, and keeps nothing but the sum of them.
 class DigestSection : public CRgKey {

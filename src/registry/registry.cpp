@@ -6,12 +6,13 @@
 #include <typeinfo>
 
 #include "registry/load_memory.h"
+#include "support/text_view.h"
 
 namespace bix {
 
-namespace {
+using impl::OrEmpty;
 
-const char* TextOf(const char* text) { return text != nullptr ? text : ""; }
+namespace {
 
 bool SameText(const char* left, const char* right) { return std::strcmp(left, right) == 0; }
 
@@ -50,7 +51,7 @@ bool Unlink(MList<T*>& list, T* element) {
 
 template <class T>
 T* FindByName(const MList<T*>& list, const char* name) {
-  name = TextOf(name);
+  name = OrEmpty(name);
   for (void* position = list.GetHeadPosition(); position != nullptr;) {
     T* element = list.GetNext(position);
     if (SameText(element->GetName(), name)) return element;
@@ -230,7 +231,7 @@ CRgKey* CDefRgKey::CreateKey(const char* name, MList<CRgAttribute*>*) {
   return key.release();  // owned by this key
 }
 
-CRgKey* CDefRgKey::FindKey(const char* name) const { return FindKeyByName(TextOf(name)); }
+CRgKey* CDefRgKey::FindKey(const char* name) const { return FindKeyByName(OrEmpty(name)); }
 
 CRgKey* CDefRgKey::FindKeyByName(std::string_view name) const {
   if (CDefRgKey* plain = m_plainKeys.Find(name)) return plain;
@@ -278,7 +279,7 @@ CRgValue* CDefRgKey::CreateTextValue(std::string_view name, std::string_view tex
   return made.release();  // owned by this key
 }
 
-CRgValue* CDefRgKey::FindValue(const char* name) const { return FindValueByName(TextOf(name)); }
+CRgValue* CDefRgKey::FindValue(const char* name) const { return FindValueByName(OrEmpty(name)); }
 
 CRgValue* CDefRgKey::FindValueByName(std::string_view name) const {
   if (m_areValuesUnindexed.load(std::memory_order_acquire)) IndexValues();

@@ -9,7 +9,11 @@
 
 #include "bix/registry.h"
 
+#include "support/text_view.h"
+
 namespace bix {
+
+using impl::View;
 
 namespace {
 
@@ -44,8 +48,6 @@ class LineWriter {
   std::size_t m_length = 0;
   char m_buffer[512];
 };
-
-std::string_view View(const char* text) { return text != nullptr ? text : ""; }
 
 /// One `"name"=text ` with its trailing blank.
 void AddPair(LineWriter& line, std::string_view name, std::string_view quote,

@@ -12,16 +12,17 @@
 
 #include "bix/containers.h"
 #include "text/conversion.h"
+#include "support/text_view.h"
 
 namespace bix {
+using impl::OrEmpty;
+
 namespace {
 
 // Static storage
 
 /// Whether a carriage return has no XML data form. Set by SetNormalizeLineEndings.
 bool s_normalizeLineEndings = false;
-
-const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
 
 /// A negative position becomes one far behind the end, so it is out of range on every platform.
 std::size_t CheckedPosition(const SString& text, int position) {
