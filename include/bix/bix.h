@@ -11,6 +11,7 @@
 #include "bix/hosttypes.h"
 #include "bix/library.h"
 #include "bix/messages.h"
+#include "bix/modulemanager.h"
 #include "bix/optionfile.h"
 #include "bix/options.h"
 #include "bix/pathname.h"
