@@ -3,9 +3,11 @@
 
 /// The whole library in one include.
 
+#include "bix/buffer.h"
 #include "bix/containers.h"
 #include "bix/diagnostics.h"
 #include "bix/directories.h"
+#include "bix/encoding.h"
 #include "bix/export.h"
 #include "bix/globfilter.h"
 #include "bix/hosttypes.h"
