@@ -5,7 +5,9 @@
 // Loading is cheap, throws nothing, and writes only what "BIX_ERR_OUT" and the language ask for.
 
 #include <cstdint>
+#include <cstdlib>
 
+#include "bix/diagnostics.h"
 #include "bix/library.h"
 #include "bix/messages.h"
 #include "bix/stringtable.h"
@@ -87,6 +89,11 @@ impl::LateChannels s_lateChannels;
 }
 
 }  // namespace
+
+// Whether traces are printed: "QRD_TRACE" is read now. Hosts may change it.
+// COMPAT(trace-read-at-load): set to anything, also to nothing; a later change of the variable has
+// no effect. Test: TraceCompat.SettingIsReadWhenTheLibraryIsLoaded
+bool qrd_trace = std::getenv("QRD_TRACE") != nullptr;
 
 // The error channel: reads "BIX_ERR_OUT" now. Hosts install their handlers and take them off again.
 CMsgOut bixerr(CMsgOut::Error);

@@ -5,6 +5,7 @@
 
 #include "bix/buffer.h"
 #include "bix/containers.h"
+#include "bix/contexts.h"
 #include "bix/diagnostics.h"
 #include "bix/directories.h"
 #include "bix/encoding.h"

@@ -17,6 +17,14 @@ int main(int argc, char** argv) {
       bix::bix_assert(nullptr, "f", 1);
       continue;
     }
+    if (std::strcmp(command, "plain-assert") == 0) {
+      zq_assert("a == b", "some/file.cpp", 42);
+      continue;
+    }
+    if (std::strcmp(command, "trace-on") == 0) {
+      bix::qrd_trace = true;
+      continue;
+    }
     if (++i == argc) return 2;
     char* const argument = argv[i];
     if (std::strcmp(command, "err") == 0)
@@ -27,6 +35,8 @@ int main(int argc, char** argv) {
       bix::bixerr << argument;
     else if (std::strcmp(command, "out-unflushed") == 0)
       bix::bixout << argument;
+    else if (std::strcmp(command, "trace") == 0)
+      bix::zq_trace("%d %s", 7, argument);
     else if (std::strcmp(command, "setenv") == 0)
       putenv(argument);
     else if (std::strcmp(command, "unsetenv") == 0)
