@@ -2,7 +2,8 @@
 // with process lifetime that needs construction stands here, in the order in which it must exist.
 // They end in reverse. Everything else in the library is constant-initialised.
 //
-// Loading is cheap, throws nothing, and writes only what "BIX_ERR_OUT" and the language ask for.
+// Loading is cheap and throws nothing. It writes only what "BIX_ERR_OUT", the language and
+// "VORN_URN_MAP_FILE" ask for, and it creates the user's directories.
 
 #include <cstdint>
 #include <cstdlib>
@@ -14,6 +15,7 @@
 #include "paths/compiled_filter.h"
 #include "resources/directory_state.h"
 #include "resources/own_texts.h"
+#include "uri/urn_map.h"
 
 namespace {
 
@@ -141,6 +143,13 @@ OwnResourceHandle s_ownResourceHandle;
 // resource library replaces BixhDllInstance. Test:
 // ResourceLanguageCompat.TheCurrentHandleStaysWithoutTexts
 BixHandleResourceDLL _hrd("BIX10_R.DLL", &impl::RegisterOwnTexts, BixhDllInstance);
+
+// The directories behind the NAMEs of URNs: the predefined ones and those of the file that
+// "VORN_URN_MAP_FILE" names now. Changed by the registering operations of SUrnResolver.
+// COMPAT(urn-map-at-load): finding the predefined directories creates some of them, and the default
+// map file is not read before a host asks for it. Test:
+// UrnMapAtLoadCompat.OnlyTheFileOfTheEnvironmentIsRead
+impl::UrnMapLifetime s_urnMap;
 
 }  // namespace
 

@@ -23,5 +23,6 @@
 #include "bix/settingsfile.h"
 #include "bix/stringtable.h"
 #include "bix/text.h"
+#include "bix/urn.h"
 
 #endif  // BIX_BIX_H_

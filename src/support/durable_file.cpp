@@ -254,15 +254,33 @@ int DurableFile::Commit() {
     error = errno;
   } else {
     m_isTemporary = false;
-    if (!m_directory.IsOpen())
-      m_directory.Reset(OpenRetrying(DirectoryOf(m_resolved).c_str(), O_RDONLY | O_DIRECTORY));
-    // CHOICE(directory-sync-is-silent): the new file is in its place already, whole and on the
-    // disk. A crash may still bring the old one back, whole too; reporting a failure would tell the
-    // caller that the old file is there now.
-    // Test: DurableFileChoice.AFailedSyncOfTheDirectoryIsNoFailure
-    if (m_directory.IsOpen()) (void)SyncRetrying(m_directory.Get());
+    SyncDirectory();
   }
   Discard();
+  return error;
+}
+
+int DurableFile::OpenToAppend() {
+  if (const int error = Resolve()) return error;
+  m_targetFd.Reset(
+      OpenRetrying(m_target.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, 0666));
+  if (!m_targetFd.IsOpen()) return errno;
+  return ::fstat(m_targetFd.Get(), &m_targetStatus) == 0 ? 0 : errno;
+}
+
+int DurableFile::AppendLine(std::string_view line) {
+  std::string text(EndsInsideOfLine() ? "\n" : "");
+  text.append(line).append(1, '\n');
+  const int fd = m_targetFd.Get();
+  const bool isRegular = S_ISREG(m_targetStatus.st_mode);
+  int error = WriteWhole(fd, text.data(), text.size());
+  if (error == 0 && isRegular) error = SyncRetrying(fd);
+  // Half a line would become one with the next that is appended.
+  if (error != 0 && isRegular) (void)!::ftruncate(fd, m_targetStatus.st_size);
+  const int closeError = m_targetFd.Close();
+  if (error == 0) error = closeError;
+  // The file may be new.
+  if (error == 0 && m_targetStatus.st_size == 0) SyncDirectory();
   return error;
 }
 
@@ -405,6 +423,26 @@ int DurableFile::WriteInPlace() {
   }
   const int closeError = m_targetFd.Close();
   return error != 0 ? error : closeError;
+}
+
+/// Whether the target's last line has no end. One that cannot be read counts as ended.
+bool DurableFile::EndsInsideOfLine() const {
+  if (!S_ISREG(m_targetStatus.st_mode) || m_targetStatus.st_size == 0) return false;
+  const ScopedFd reader(OpenRetrying(m_target.c_str(), O_RDONLY));
+  char last = '\n';
+  return reader.IsOpen() && ::pread(reader.Get(), &last, 1, m_targetStatus.st_size - 1) == 1 &&
+         last != '\n';
+}
+
+/// Brings the target's name onto the disk.
+void DurableFile::SyncDirectory() {
+  if (!m_directory.IsOpen())
+    m_directory.Reset(OpenRetrying(DirectoryOf(m_resolved).c_str(), O_RDONLY | O_DIRECTORY));
+  // CHOICE(directory-sync-is-silent): the new file is in its place already, whole and on the
+  // disk. A crash may still bring the old one back, whole too; reporting a failure would tell the
+  // caller that the old file is there now.
+  // Test: DurableFileChoice.AFailedSyncOfTheDirectoryIsNoFailure
+  if (m_directory.IsOpen()) (void)SyncRetrying(m_directory.Get());
 }
 
 /// Drops the temporary file and everything open but the lock.

@@ -10,6 +10,11 @@
 //   }
 //   if (error == 0) error = file.Commit();
 //
+// Or adds a line to the end of a file, whole or not at all:
+//
+//   if (error == 0) error = file.OpenToAppend();
+//   if (error == 0) error = file.AppendLine("...");
+//
 // Results are error numbers, 0 for success. After a failure the object only waits to be destroyed.
 // Encoding: names and contents are bytes. Threads: one object, one thread.
 #ifndef BIX_SRC_SUPPORT_DURABLE_FILE_H_
@@ -19,6 +24,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -75,6 +81,17 @@ class DurableFile {
   /// Errors: the error number; the temporary file is gone then and the target as it was.
   int Commit();
 
+  /// Opens the target itself, made when it is missing, for AppendLine(). Never waits for a reader.
+  ///
+  /// Errors: the error number that opening the target for writing gives.
+  int OpenToAppend();
+
+  /// Appends `line` and a newline, on a line of their own also where the file's last one is not
+  /// ended, and sees to it that they are on the disk.
+  ///
+  /// Errors: the error number; the file is as long as it was then.
+  int AppendLine(std::string_view line);
+
  private:
   struct CloseStream {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
@@ -86,6 +103,8 @@ class DurableFile {
   int OpenStream();
   int KeepAttributes();
   int WriteInPlace();
+  bool EndsInsideOfLine() const;
+  void SyncDirectory();
   void Discard();
   static ssize_t WriteCookie(void* cookie, const char* bytes, std::size_t size);
 

@@ -49,12 +49,6 @@ const char* ThreadCount() {
   return s_count.c_str();
 }
 
-const char* RemoveWorkingDirectory() {
-  std::error_code error;
-  std::filesystem::remove_all(std::filesystem::current_path(), error);
-  return error ? "still there" : "gone";
-}
-
 const struct {
   const char* name;
   const char* (*function)();
@@ -78,7 +72,6 @@ const struct {
     {"current-handle", &CurrentHandleState},
     {"default-projects", &DefaultProjects},
     {"threads", &ThreadCount},
-    {"remove-working-directory", &RemoveWorkingDirectory},
 };
 
 bool Answer(const char* name) {

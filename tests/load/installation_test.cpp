@@ -2,16 +2,21 @@
 
 #include <string>
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "load/installation.h"
 #include "support/program.h"
+#include "support/working_directory.h"
 
 namespace {
 
 using bix_test::Installation;
 using bix_test::Program;
 using bix_test::ProgramResult;
+using bix_test::ScopedWorkingDirectory;
 using bix_test::TempDirectory;
 
 TEST(InstallationDirectories, AreFoundFromTheLibrarysOwnFile) {
@@ -45,13 +50,22 @@ TEST(InstallationDirectories, ALibraryOfTheWorkingDirectoryLiesThere) {
   EXPECT_EQ(installation.Bin() + "\n" + installation.Root() + "\n", result.output);
 }
 
-TEST(InstallationDirectories, AWorkingDirectoryThatIsGoneIsADot) {
-  const Installation installation;
-  const ProgramResult result = Program(BIX_WHERE, {"remove-working-directory", "bin"})
-                                   .Set("LD_LIBRARY_PATH", ".")
-                                   .In(installation.Bin())
-                                   .Run();
-  EXPECT_EQ("gone\n.\n", result.output);
+TEST(InstallationDirectories, AWorkingDirectoryThatIsTooDeepIsADot) {
+  const TempDirectory top;
+  const ScopedWorkingDirectory working(top.Path());
+  const std::string name(200, 'd');
+  for (int i = 0; i < 21; ++i) {
+    ASSERT_EQ(0, mkdir(name.c_str(), 0777));
+    ASSERT_EQ(0, chdir(name.c_str()));
+  }
+  ASSERT_EQ(0, symlink(BIX_LIBRARY, "libbix.so.10"));
+  void* const library = dlopen("./libbix.so.10", RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(nullptr, library) << dlerror();
+  using Directory = const char*();
+  const std::string bin =
+      reinterpret_cast<Directory*>(dlsym(library, "_ZN3bix21BixGetInstallationBinEv"))();
+  EXPECT_EQ(0, dlclose(library));
+  EXPECT_EQ(".", bin);
 }
 
 TEST(InstallationDirectories, OtherRelativeNamesStayRelative) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <string>
 
 #include <dlfcn.h>
@@ -88,12 +89,18 @@ TEST(Unloading, AHundredTimesLeavesNothingBehind) {
   EXPECT_FALSE(IsMapped("libbix.so"));
 }
 
-TEST(Unloading, LoadingIsSilentAndCreatesNothing) {
+TEST(Unloading, LoadingIsSilentAndCreatesTheUsersDirectories) {
   const TempDirectory home;
-  const ScopedVariable variables[] = {
-      {"HOME", home.Path().c_str()},         {"ZROOT", home.Path().c_str()},
-      {"KESTRANE_ATELAN_LANGUAGE", nullptr}, {"BIX_ERR_OUT", nullptr},
-      {"VORN_URN_MAP_FILE", nullptr},        {"QRD_DEBUG_RESOURCE", nullptr}};
+  const TempDirectory tools;
+  const ScopedVariable variables[] = {{"HOME", home.Path().c_str()},
+                                      {"ZROOT", tools.Path().c_str()},
+                                      {"VORN_USER_ADDINS_DIR", nullptr},
+                                      {"VORN_TEAM_ADDINS_DIR", nullptr},
+                                      {"VORN_COMPANY_ADDINS_DIR", nullptr},
+                                      {"KESTRANE_ATELAN_LANGUAGE", nullptr},
+                                      {"BIX_ERR_OUT", nullptr},
+                                      {"VORN_URN_MAP_FILE", nullptr},
+                                      {"QRD_DEBUG_RESOURCE", nullptr}};
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   void* const library = dlopen(BIX_LIBRARY, RTLD_NOW | RTLD_LOCAL);
@@ -101,7 +108,15 @@ TEST(Unloading, LoadingIsSilentAndCreatesNothing) {
   if (library != nullptr) dlclose(library);
   EXPECT_EQ("", testing::internal::GetCapturedStderr());
   EXPECT_EQ("", testing::internal::GetCapturedStdout());
-  EXPECT_TRUE(std::filesystem::is_empty(home.Path()));
+  std::set<std::string> made;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(home.Path())) {
+    EXPECT_TRUE(entry.is_directory()) << entry.path();
+    made.insert(entry.path().string().substr(home.Path().size()));
+  }
+  EXPECT_EQ((std::set<std::string>{"/Kestrane", "/Kestrane/Shared", "/Kestrane/Vorn 4.2",
+                                   "/My Projects"}),
+            made);
+  EXPECT_TRUE(std::filesystem::is_empty(tools.Path()));
 }
 
 TEST(Unloading, WhatIsLeftOnAChannelIsFlushed) {
