@@ -70,7 +70,7 @@ void LoadUseAndUnload() {
   EXPECT_EQ(nullptr, dlopen(BIX_LIBRARY, RTLD_NOW | RTLD_NOLOAD)) << "really unloaded";
 }
 
-TEST(Unloading, AHundredTimesLeavesNothingBehind) {
+TEST(Unloading, HundredsOfTimesLeaveNothingBehind) {
   const TempDirectory home;
   const ScopedVariable variables[] = {{"HOME", home.Path().c_str()},
                                       {"KESTRANE_ATELAN_LANGUAGE", nullptr},
@@ -80,12 +80,16 @@ TEST(Unloading, AHundredTimesLeavesNothingBehind) {
   const auto descriptors = Descriptors();
   // The first lives let the loader and the C library make what they keep for good.
   for (int i = 0; i < 20 && !HasFailure(); ++i) LoadUseAndUnload();
+  constexpr std::size_t kLives = 400;
+  constexpr std::size_t kSmallestBlock = 16;
   const auto heap = mallinfo2().uordblks;
-  for (int i = 0; i < 100 && !HasFailure(); ++i) LoadUseAndUnload();
+  for (std::size_t i = 0; i < kLives && !HasFailure(); ++i) LoadUseAndUnload();
   // Under a sanitizer, which has a heap of its own, this is constant, and its leak check decides.
   const auto heapAfter = mallinfo2().uordblks;
   EXPECT_EQ(descriptors, Descriptors());
-  EXPECT_EQ(heap, heapAfter);
+  // What is free but kept at hand counts as used and varies a little from one life to the next. A
+  // leak costs each life a block.
+  EXPECT_LT(heapAfter, heap + kLives * kSmallestBlock);
   EXPECT_FALSE(IsMapped("libbix.so"));
 }
 
