@@ -10,6 +10,7 @@
 #include "bix/directories.h"
 #include "bix/encoding.h"
 #include "bix/export.h"
+#include "bix/fileitem.h"
 #include "bix/globfilter.h"
 #include "bix/hosttypes.h"
 #include "bix/library.h"

@@ -348,28 +348,6 @@ TEST_P(SaveTargets, ALockThatIsNeverGivenBackEndsTheWaitWithAnError) {
   EXPECT_EQ(Only(GetParam().oldText), Listing(m_directory.Path()));
 }
 
-/// A small file system of its own in a mount namespace of its own; false when neither root's
-/// rights nor user namespaces are to be had.
-bool MountSmallFileSystem(const std::string& directory) {
-  const uid_t user = geteuid();
-  const gid_t group = getegid();
-  if (unshare(CLONE_NEWNS) != 0) {
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-    WriteWholeFile("/proc/self/setgroups", "deny");
-    WriteWholeFile("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
-    WriteWholeFile("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
-  }
-  return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-         mount("small", directory.c_str(), "tmpfs", 0, "size=1m") == 0;
-}
-
-bool HasSmallFileSystems(const std::string& directory) {
-  const pid_t child = fork();
-  if (child == 0) _exit(MountSmallFileSystem(directory) ? 0 : 1);
-  int status = 0;
-  return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
 TEST_P(SaveTargets, AFullFileSystemKeepsTheOldFile) {
   if (!HasSmallFileSystems(m_directory.Path()))
     GTEST_SKIP() << "neither root's rights nor user namespaces: no small file system to fill";

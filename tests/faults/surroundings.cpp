@@ -6,6 +6,8 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -87,6 +89,26 @@ int SignalOfChild(const std::function<void()>& test) {
   }
   const int status = WaitFor(child);
   return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+}
+
+bool MountSmallFileSystem(const std::string& directory) {
+  const uid_t user = geteuid();
+  const gid_t group = getegid();
+  if (unshare(CLONE_NEWNS) != 0) {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+    WriteWholeFile("/proc/self/setgroups", "deny");
+    WriteWholeFile("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
+    WriteWholeFile("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
+  }
+  return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         mount("small", directory.c_str(), "tmpfs", 0, "size=1m") == 0;
+}
+
+bool HasSmallFileSystems(const std::string& directory) {
+  const pid_t child = fork();
+  if (child == 0) _exit(MountSmallFileSystem(directory) ? 0 : 1);
+  int status = 0;
+  return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 bool WaitForChild(pid_t child) {

@@ -30,6 +30,13 @@ void RunInChild(User user, const std::function<void()>& test);
 /// Runs `test` in a child and returns the signal that ended it, or 0.
 int SignalOfChild(const std::function<void()>& test);
 
+/// Mounts a file system of one MiB there, in a mount namespace that this process enters; false when
+/// neither root's rights nor user namespaces are to be had.
+bool MountSmallFileSystem(const std::string& directory);
+
+/// Whether MountSmallFileSystem works, tried in a child.
+bool HasSmallFileSystems(const std::string& directory);
+
 /// Waits for the end of a child; true when it left with 0.
 bool WaitForChild(pid_t child);
 
