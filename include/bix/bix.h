@@ -22,7 +22,10 @@
 #include "bix/product.h"
 #include "bix/registry.h"
 #include "bix/settingsfile.h"
+#include "bix/sockets.h"
+#include "bix/sthread.h"
 #include "bix/stringtable.h"
+#include "bix/subproc.h"
 #include "bix/text.h"
 #include "bix/urn.h"
 

@@ -1,0 +1,47 @@
+// Writing to where nobody reads any more, as a failed call and not as a signal that ends the host.
+#ifndef BIX_SRC_SUPPORT_WITHOUT_SIGPIPE_H_
+#define BIX_SRC_SUPPORT_WITHOUT_SIGPIPE_H_
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+#include <pthread.h>
+
+namespace bix::impl {
+
+/// Keeps SIGPIPE from this thread for the length of a scope, and takes back the one that the call in
+/// the scope has raised. The action of the host for the signal stays untouched. Keeps `errno`.
+class WithoutSigpipe {
+ public:
+  WithoutSigpipe() {
+    sigemptyset(&m_sigpipe);
+    sigaddset(&m_sigpipe, SIGPIPE);
+    (void)::pthread_sigmask(SIG_BLOCK, &m_sigpipe, &m_before);
+    // One from before belongs to the host. It can only be there when the host had blocked it.
+    sigset_t pending;
+    m_wasPending = sigismember(&m_before, SIGPIPE) == 1 && ::sigpending(&pending) == 0 &&
+                   sigismember(&pending, SIGPIPE) == 1;
+  }
+  WithoutSigpipe(const WithoutSigpipe&) = delete;
+  WithoutSigpipe& operator=(const WithoutSigpipe&) = delete;
+  ~WithoutSigpipe() {
+    const int error = errno;
+    if (error == EPIPE && !m_wasPending) {
+      const timespec none = {};
+      while (::sigtimedwait(&m_sigpipe, nullptr, &none) < 0 && errno == EINTR) {
+      }
+    }
+    (void)::pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    errno = error;
+  }
+
+ private:
+  sigset_t m_sigpipe;
+  sigset_t m_before;
+  bool m_wasPending;
+};
+
+}  // namespace bix::impl
+
+#endif  // BIX_SRC_SUPPORT_WITHOUT_SIGPIPE_H_
