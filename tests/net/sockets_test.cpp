@@ -544,10 +544,10 @@ TEST(SocketServer, AfterCloseNobodyIsAccepted) {
 }
 
 TEST(SocketServer, AcceptedSocketsOutliveIt) {
+  const ClosesTheRest rest;
   std::unique_ptr<Socket> peer;
   std::unique_ptr<SocketClient> client;
   {
-    const ClosesTheRest rest;
     SocketServer server(0, 5, BlockingSocket);
     client = std::make_unique<SocketClient>("127.0.0.1", PortOf(server));
     peer.reset(server.Accept());
