@@ -284,6 +284,7 @@ class BIX_EXPORT COptionFile : public CRgFile {
  private:
   friend class COptionManager;
 
+  void TellManagersTheName();
   int SaveIncrementally(impl::DurableFile& file, const char* target);
 
   int m_modified = 0;

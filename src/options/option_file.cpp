@@ -92,6 +92,10 @@ COptionManager* COptionFile::GetManager() const {
 
 void COptionFile::SetPathName(const char* name) {
   m_fileName = name;
+  TellManagersTheName();
+}
+
+void COptionFile::TellManagersTheName() {
   for (void* position = m_managers.GetHeadPosition(); position != nullptr;)
     m_managers.GetNext(position)->NoteName(this);
 }
@@ -141,7 +145,9 @@ bool COptionFile::SetAttributeValue(const char* path, const char* valueName, con
 }
 
 int COptionFile::Load(const char* fileName) {
+  const bool hadName = !m_fileName.empty();
   const int result = CRgFile::Load(fileName);
+  if (!hadName && !m_fileName.empty()) TellManagersTheName();  // the first name is kept
   // COMPAT(load-and-modified): a successful load leaves the flag as it is.
   // Test: OptionFileCompat.OnlyAFailedLoadClearsTheModifiedFlag
   if (result != 0) m_modified = 0;

@@ -417,6 +417,17 @@ TEST_F(OptionManager, RemovedFileComesBackAsItWas) {
   EXPECT_FALSE(manager.RemoveFile(user));
 }
 
+TEST_F(OptionManager, FileThatGetsItsNameByALoadComesBackByThatName) {
+  const bix::SPathName path(Write("user.tot", "[Editor/Display]\n\"Font\"=\"a\"\n").c_str());
+  auto* file = new bix::COptionFile(&manager);
+  ASSERT_TRUE(manager.AddFile(file));
+  ASSERT_EQ(0, file->Load(path.c_str()));
+  ASSERT_TRUE(file->SetValue(kDisplay, "Font", "changed"));
+  EXPECT_TRUE(manager.RemoveOptionFile(path));
+  EXPECT_EQ(file, manager.AddOptionFile(path));
+  EXPECT_STREQ("changed", manager.GetValue(kDisplay, "Font"));
+}
+
 TEST_F(OptionManager, FileThatItsOwnerDeletesIsForgotten) {
   bix::COptionFile* user = Add("user.tot", "[Editor/Display]\n\"Font\"=\"a\"\n");
   delete user;
