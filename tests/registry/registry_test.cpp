@@ -345,6 +345,33 @@ TEST(RegistryKey, WideKeysAtAnyDepthAreDeletedInListOrder) {
   }
 }
 
+/// Notes when it is destroyed while it has a parent link, which in the default layer it never has.
+class KeyWithoutParent : public CDefRgKey {
+ public:
+  KeyWithoutParent(int& withParent) : CDefRgKey("k"), m_withParent(withParent) {}
+  ~KeyWithoutParent() override {
+    if (GetParent() != nullptr) ++m_withParent;
+  }
+
+ private:
+  int& m_withParent;
+};
+
+TEST(RegistryKey, KeysFarDownHaveNoParentLinkWhenTheyAreDeleted) {
+  int withParent = 0;
+  {
+    CDefRgKey root("");
+    CRgKey* key = &root;
+    for (int depth = 0; depth < 80; ++depth) {
+      auto* first = new KeyWithoutParent(withParent);
+      key->AddKey(first);
+      key->AddKey(new KeyWithoutParent(withParent));
+      key = first;
+    }
+  }
+  EXPECT_EQ(0, withParent);
+}
+
 /// Empties a chain of its own while it is destroyed, far down in another one.
 class KeyWithATreeOfItsOwn : public CDefRgKey {
  public:
@@ -588,6 +615,17 @@ TEST(RegistryIndex, LatestOfANameIsFoundWhateverItsClass) {
     EXPECT_EQ(3, key.GetValueCount());
     delete plain;
   }
+}
+
+TEST(RegistryIndex, RemovedValueLeavesNoneOfItsNameFoundWhateverTheClasses) {
+  CDefRgKey key("");
+  key.AddValue(new HostValue("n"));
+  CRgValue* plain = key.CreateValue("n", 0, "1", nullptr);
+  EXPECT_EQ(plain, key.FindValue("n"));
+  EXPECT_TRUE(key.RemoveValue(plain));
+  EXPECT_EQ(nullptr, key.FindValue("n"));
+  EXPECT_EQ(1, key.GetValueCount());
+  delete plain;
 }
 
 TEST(RegistryIndex, LatestKeyOfANameIsFoundWhateverItsClass) {

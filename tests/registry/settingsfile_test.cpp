@@ -517,6 +517,13 @@ TEST(SettingsReaderLayers, UseAttributesGetsTheRefusedComponent) {
       {"[A/-bare](K=V)\"x\"=\"1\"",
        "key A\nkey -bare\nA uses -bare(K=V)\n-bare attributes(K=V)\n-bare value x 0 1\n",
        "A\n -bare(K=V)\n  x=1:0\n"},
+      // Of several refused sections each names its own component.
+      {"[A/-made](K=V)[A/-bare/C](L=W)",
+       "key A\nkey -made\nA uses -made(K=V)\n"
+       "key A\nkey -bare\nA uses -bare(L=W)\n-bare attributes(L=W)\n",
+       "A\n -made(K=V)\n -bare(L=W)\n"},
+      // Where the first component is refused there is no key to ask, whatever came before.
+      {"[A][-made](K=V)\"x\"=\"1\"", "key A\nkey -made\n", "A\n"},
       // Without attributes it is not asked.
       {"[A/-made]\"x\"=\"1\"", "key A\nkey -made\n", "A\n"},
   });

@@ -198,6 +198,13 @@ TEST(BytesFromWideCompat, OneUnitWithoutAFormEmptiesTheText) {
   EXPECT_EQ("", SString(surrogate));
   const wchar_t negative[] = {L'a', static_cast<wchar_t>(-5), 0};
   EXPECT_EQ("", SString(negative));
+  // Also what has been converted long before.
+  for (const std::size_t length : {100U, 5000U, 20000U, 100000U}) {
+    std::wstring units(length, L'a');
+    EXPECT_EQ(length, SString(units.c_str()).size());
+    units.back() = static_cast<wchar_t>(0xD800);
+    EXPECT_EQ("", SString(units.c_str())) << length;
+  }
 }
 
 TEST(AnsiFromUtf8, DropsInvalidBytesOnTheWay) {

@@ -78,6 +78,7 @@ TEST(Format, CountsTextsByTheirLength) {
   EXPECT_EQ(Good("", 0), Format("%.0s", "abc"));
   EXPECT_EQ(Good("", 0), Format("%.s", "abc"));
   EXPECT_EQ(Good("    x", 5), Format("%*s", 5, "x"));
+  EXPECT_EQ(1, Format("%*5d", 1, 2).bound) << "a width from an argument leaves no digits to read";
   EXPECT_EQ(Good("ab", 2), Format("%.*s", 2, "abc"));
   EXPECT_EQ(Good("abc", 3), Format("%hs", "abc"));
 }
@@ -90,6 +91,9 @@ TEST(Format, CountsWideTextsByTheirUnits) {
   EXPECT_EQ(Good("(null)", 6), Format("%ls", kNoUnits));
   EXPECT_EQ(Good("  abc", 5), Format("%5ls", L"abc"));
   EXPECT_EQ(Good("ab", 2), Format("%.2ls", L"abc"));
+  // With h the bytes are counted, though units are printed.
+  EXPECT_EQ(Good("a", 1), Format("%hS", L"a"));
+  EXPECT_EQ(TooShort(1), Format("%hS", L"abc"));
 }
 
 TEST(Format, PrecisionAllowsUnterminatedTexts) {
@@ -162,6 +166,7 @@ TEST(Format, PrintsFixedNumbers) {
   EXPECT_EQ(Good("           3.14", 15), Format("%15.2f", 3.14));
   EXPECT_EQ(Good("3.14           ", 15), Format("%-15.2f", 3.14));
   EXPECT_EQ(Good("3.14      ", 10), Format("%*.*f", -10, 2, 3.14));
+  EXPECT_EQ(Good("3.14           ", 15), Format("%*.*f", -15, 2, 3.14));
   EXPECT_EQ(Good("inf", 3), Format("%f", std::numeric_limits<double>::infinity()));
   EXPECT_EQ(Good("0.5 x", 11), Format("%.1lf %s", 0.5, "x"));
   // 309 digits, the point and 6 or 7 digits behind it.
@@ -335,6 +340,8 @@ TEST(FormatBoundCompat, NoTextIsReadBehindACapitalF) {
   EXPECT_EQ(Good("5 1.500000s x", 36), Format("%d %Fs %s", 5, 1.5, "x"));
   EXPECT_EQ(Good("1.500000d x", 34), Format("%Fd %s", 1.5, "x"));
   EXPECT_EQ(Good("2f x", 10), Format("%.0Ff %s", 1.5, "x"));
+  for (const char* format : {"%Fe", "%Fg", "%FG"})
+    EXPECT_EQ(Good((std::string("1.500000") + format[2]).c_str(), 128), Format(format, 1.5));
   EXPECT_EQ(TooShort(7), Format("%.1Fn|%s", 1.5, "abcdef"));
 }
 
@@ -342,12 +349,17 @@ TEST(FormatBoundCompat, PrefixesMayBeRepeated) {
   EXPECT_EQ(Good("5", 32), Format("%lld", 5LL));
   EXPECT_EQ(Good("5", 32), Format("%hhd", 5));
   EXPECT_EQ(Good("abc", 3), Format("%hhs", "abc"));
+  // Of h and l the last one holds.
+  EXPECT_EQ(6, Format("%lhs", "abcdef").bound);
+  EXPECT_EQ(3, Format("%hls", L"abc").bound);
+  EXPECT_EQ(3, Format("%hlS", L"abc").bound);
 }
 
 TEST(FormatBoundCompat, CapitalLReadsALongDouble) {
   EXPECT_EQ(Good("1.500000 x", 10), Format("%Lf %s", 1.5L, "x"));
   EXPECT_EQ(Good("1.5 x", 130), Format("%Lg %s", 1.5L, "x"));
   EXPECT_EQ(Good("1.500000e+00 x", 130), Format("%Le %s", 1.5L, "x"));
+  EXPECT_EQ(Good("1.5 1000000.500000", 143), Format("%Lg %Lf", 1.5L, 1000000.5L));
 }
 
 TEST(FormatBoundCompat, SignsBeyondTheBoundFail) {
