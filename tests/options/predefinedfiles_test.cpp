@@ -56,6 +56,16 @@ TEST_F(PredefinedFiles, MissingInitFileIsMadeEmptyAndTheDefaultListApplies) {
   EXPECT_EQ("", bix_test::ReadWholeFile(Shared("company.tot")));
 }
 
+TEST_F(PredefinedFiles, FileThatItsOwnerDeletesIsNoLongerAmongThem) {
+  manager.LoadPredefinedOptionFiles();
+  void* position = manager.GetFirstFilePosition();
+  delete manager.GetNextFile(position);
+  EXPECT_EQ(std::vector<std::string>{Shared("company.tot")}, ListedPaths());
+  ASSERT_EQ(1, manager.GetPredefinedFileCount());
+  position = manager.GetFirstPredefinedFilePosition();
+  EXPECT_EQ(Shared("company.tot"), manager.GetNextPredefinedFile(position)->GetPathName());
+}
+
 TEST_F(PredefinedFiles, InitialOptionsPathIsBelowTheAllUsersDirectory) {
   bix::SPathName path;
   EXPECT_TRUE(bix::COptionManager::GetInitialOptionsPath(path));

@@ -192,6 +192,8 @@ TEST_F(FormatI18nCompat, WordsBehindTheLastAreZero) {
   EXPECT_EQ("2 (null)", text);
   text.FormatI18n(Add("%d%d%d%d%d%d%d%d%d%d%s"), 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, "x");
   EXPECT_EQ("1234567890(null)", text);
+  text.FormatI18n(Add("%$9d %d %d %d %d %d %d %d %s"), 1, 2, 3, 4, 5, 6, 7, 8, 9);
+  EXPECT_EQ("9 0 0 0 0 0 0 0 (null)", text);
   // One word is taken for the conversion, and "*" is the first to read one.
   text.FormatI18n(Add("%*d"), 3, 5);
   EXPECT_EQ("  0", text);
