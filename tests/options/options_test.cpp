@@ -255,11 +255,13 @@ TEST_F(OptionManager, UnderneathIsTheFirstTextBehindTheFileFixedOrNot) {
   bix::COptionFile* user = Add("user.tot", "[Editor/Display]\n\"Font\"=\"User\"\n");
   bix::COptionFile* team = Add("team.tot", "[Editor/Display]\n\"Font\"=\"Team\"\n");
   bix::COptionFile* company =
-      Add("company.tot", "[Editor/Display]\n\"Font\"=\"Company\" (\"fixed\"=\"true\")\n");
+      Add("company.tot",
+          "[Editor/Display]\n\"Font\"=\"Company\" (\"fixed\"=\"true\")\n\"TabWidth\"=3\n");
   EXPECT_STREQ("Team", manager.GetUnderneathValue(user, kDisplay, "Font"));
   EXPECT_STREQ("Company", manager.GetUnderneathValue(team, kDisplay, "Font"));
   EXPECT_STREQ("Sans 10", manager.GetUnderneathValue(company, kDisplay, "Font"));
-  EXPECT_STREQ("8", manager.GetUnderneathValue(user, kDisplay, "TabWidth"));
+  EXPECT_STREQ("3", manager.GetUnderneathValue(user, kDisplay, "TabWidth")) << "further behind";
+  EXPECT_STREQ("8", manager.GetUnderneathValue(company, kDisplay, "TabWidth"));
   EXPECT_EQ(nullptr, manager.GetUnderneathValue(user, kDisplay, "Nothing"));
   bix::COptionFile stranger(&manager);
   EXPECT_STREQ("User", manager.GetUnderneathValue(&stranger, kDisplay, "Font"));
