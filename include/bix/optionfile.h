@@ -201,9 +201,9 @@ class BIX_EXPORT CIncrSaveContext {
                  MList<CRgAttribute*>* attributes);
 
   /// Writes the values of a key that this save has not written yet.
-  void SaveUnsavedValues(COptRgKey& key);
+  void SaveUnsavedValues(CRgKey& key);
   /// Writes the unsaved values of a key and of all keys below it.
-  void SaveUnsavedKeys(COptRgKey& key);
+  void SaveUnsavedKeys(CRgKey& key);
   /// Ends the last section and writes what the old file did not contain.
   void FlushUnsavedKeys();
 
@@ -213,6 +213,7 @@ class BIX_EXPORT CIncrSaveContext {
  private:
   class Writing;
 
+  CRgKey& TreeKeyOf(COptRgKey& key) const;
   COptRgValue* FindNext(COptRgKey& key, std::string_view name);
   void StartPath(std::string_view path);
   void WriteHeaderOnce();
@@ -220,7 +221,7 @@ class BIX_EXPORT CIncrSaveContext {
 
   std::FILE* m_stream;
   SString m_pendingPath;
-  COptRgKey* m_current = nullptr;  // the tree's key of the section; null where it has none
+  CRgKey* m_current = nullptr;  // the tree's key of the section; null where it has none
   COptDummyRgKey m_dummy;
   bool m_isPathWritten = false;
   COptRgKey* m_root;

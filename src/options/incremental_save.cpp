@@ -97,16 +97,21 @@ void CIncrSaveContext::StartPath(std::string_view path) {
   m_writing->attributes.clear();
 }
 
+/// The tree's key that `key` was met for. The dummy key stands for one of a host's own class, which
+/// would build where it is to be saved; or for none, and then finds nothing itself.
+CRgKey& CIncrSaveContext::TreeKeyOf(COptRgKey& key) const {
+  return &key == &m_dummy && m_current != nullptr ? *m_current : key;
+}
+
 CRgKey* CIncrSaveContext::AddSubPath(COptRgKey& parent, const char* name) {
   if (!m_pendingPath.empty()) m_pendingPath.append("/");
   m_pendingPath.append(View(name));
-  // The dummy key finds no sub-key: what is not in the tree has nothing below it there either.
-  m_current = dynamic_cast<COptRgKey*>(parent.FindKey(name));
+  m_current = TreeKeyOf(parent).FindKey(name);
   m_next = nullptr;
-  if (m_current != nullptr) {
+  if (auto* key = dynamic_cast<COptRgKey*>(m_current)) {
     // Two values of one name are told apart by the index only.
-    if (!m_current->m_hasHiddenValues) m_next = m_current->GetFirstValuePosition();
-    return m_current;
+    if (!key->m_hasHiddenValues) m_next = key->GetFirstValuePosition();
+    return key;
   }
   const CMgrCategory* category = parent.GetCategory();
   m_dummy.m_category = category != nullptr ? category->FindCategory(name) : nullptr;
@@ -128,7 +133,7 @@ void CIncrSaveContext::SaveValue(COptRgKey& key, const char* name, CRgValue::RvT
                                  const char* text, MList<CRgAttribute*>* attributes) {
   if (COptRgValue* next = FindNext(key, View(name))) return WriteTreeValueOnce(*next);
   // The tree comes first: it may hold a value whose declaration has been taken back since.
-  if (CRgValue* value = key.FindValue(name)) {
+  if (CRgValue* value = TreeKeyOf(key).FindValue(name)) {
     // CHOICE(duplicate-option-lines): of two lines for one option the first takes the tree's text
     // and the second goes; otherwise the shadowed text would come back at the end of the section.
     // Test: OptionFileChoice.DuplicateLinesOfAnOptionBecomeOne
@@ -158,9 +163,11 @@ COptRgValue* CIncrSaveContext::FindNext(COptRgKey& key, std::string_view name) {
   return found;
 }
 
-void CIncrSaveContext::SaveUnsavedValues(COptRgKey& key) {
-  if (key.m_savedIn == m_generation) return;
-  key.m_savedIn = m_generation;
+void CIncrSaveContext::SaveUnsavedValues(CRgKey& key) {
+  if (auto* own = dynamic_cast<COptRgKey*>(&key)) {
+    if (own->m_savedIn == m_generation) return;
+    own->m_savedIn = m_generation;
+  }
   for (void* position = key.GetFirstValuePosition(); position != nullptr;) {
     CRgValue* value = key.GetNextValue(position);
     const COptRgValue* option = AsOptionValue(value);
@@ -169,9 +176,9 @@ void CIncrSaveContext::SaveUnsavedValues(COptRgKey& key) {
   }
 }
 
-void CIncrSaveContext::SaveUnsavedKeys(COptRgKey& root) {
+void CIncrSaveContext::SaveUnsavedKeys(CRgKey& root) {
   struct Waiting {
-    COptRgKey* key;
+    CRgKey* key;
     std::string path;
   };
   std::vector<Waiting> waiting{{&root, std::string(m_pendingPath)}};
@@ -183,11 +190,10 @@ void CIncrSaveContext::SaveUnsavedKeys(COptRgKey& root) {
     SaveUnsavedValues(*next.key);
     const std::size_t first = waiting.size();
     for (void* position = next.key->GetFirstKeyPosition(); position != nullptr;) {
-      auto* key = dynamic_cast<COptRgKey*>(next.key->GetNextKey(position));
-      if (key == nullptr) continue;
-      if (key->m_name.find('/') != key->m_name.npos) m_writing->digest.SpoilWith(key->m_name);
-      waiting.push_back(
-          {key, next.path.empty() ? std::string(key->m_name) : next.path + "/" + key->m_name});
+      CRgKey* const key = next.key->GetNextKey(position);
+      const std::string name(View(key->GetName()));
+      if (name.find('/') != name.npos) m_writing->digest.SpoilWith(name);
+      waiting.push_back({key, next.path.empty() ? name : next.path + "/" + name});
     }
     std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first), waiting.end());
   }

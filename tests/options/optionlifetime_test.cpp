@@ -228,6 +228,47 @@ TEST_F(OptionHostKeys, KeysOfAHostsOwnClassAreAskedByTheirOwnLookUps) {
       << "as in every key, the other one is not found again";
 }
 
+TEST_F(OptionHostKeys, KeysOfAnotherLayerAreSavedOverAnOldFileToo) {
+  bix::COptionFile* file = Add("user.tot", "[Other]\"x\"=\"1\"");
+  auto* editor = new bix::CDefRgKey("Editor");
+  ASSERT_TRUE(file->GetKeyRoot()->AddKey(editor));
+  editor->CreateValue("Theme", 0, "dark", nullptr);
+  bix::CRgValue* mine = editor->CreateValue("Mine", 0, "a", nullptr);
+  auto* display = new bix::CDefRgKey("Display");
+  ASSERT_TRUE(editor->AddKey(display));
+  bix::CRgValue* font = display->CreateValue("Font", 0, "Mono", nullptr);
+  auto* backup = new bix::COptRgKey("Backup");
+  backup->SetCategory(manager.FindCategory("Editor/Backup"));
+  ASSERT_TRUE(editor->AddKey(backup));
+  ASSERT_NE(nullptr, backup->CreateValue("Keep", 0, "7", nullptr));
+
+  EXPECT_EQ(0, file->Save(nullptr));
+  EXPECT_EQ(
+      "\n[Other]\n\n\"x\"=\"1\" \n"
+      "\n[Editor]\n\n\"Theme\"=\"dark\" \n\"Mine\"=\"a\" \n"
+      "\n[Editor/Display]\n\n\"Font\"=\"Mono\" \n"
+      "\n[Editor/Backup]\n\n\"Keep\"=7 \n",
+      Read("user.tot"));
+
+  Write("user.tot",
+        "[Editor/Display]\"Font\"=\"old\"\"TabWidth\"=1\"u\"=\"2\"[Editor/Backup]\"Keep\"=1"
+        "[Editor/Display/Deep]\"Font\"=\"3\"[Editor](K=v)\"Mine\"=\"old\"\"u\"=\"4\"");
+  font->SetValue("Serif");
+  mine->SetValue("b");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(0, file->Save(nullptr));
+    EXPECT_EQ(
+        "\n[Editor/Display]\n\n\"Font\"=\"Serif\" \n\"u\"=\"2\" \n"
+        "\n[Editor/Backup]\n\n\"Keep\"=7 \n"
+        "\n[Editor/Display/Deep]\n\n\"Font\"=\"3\" \n"
+        "\n[Editor] (K=v)\n\n\"Mine\"=\"b\" \n\"u\"=\"4\" \n\"Theme\"=\"dark\" \n",
+        Read("user.tot"));
+    if (i == 0) {
+      EXPECT_EQ(2, editor->GetValueCount()) << "a save adds nothing to the tree";
+    }
+  }
+}
+
 TEST_F(OptionHostKeys, DeepCategoriesAreFoundInFilesAndDeclarations) {
   constexpr int kDepth = 12;
   static const bix::COption options[] = {{"Option", 1, "default"}, {}};
