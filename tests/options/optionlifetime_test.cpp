@@ -269,6 +269,18 @@ TEST_F(OptionHostKeys, KeysOfAnotherLayerAreSavedOverAnOldFileToo) {
   }
 }
 
+TEST_F(OptionHostKeys, KeyWithoutAParentLinkStaysWhenItsLastValueGoes) {
+  bix::COptionFile* file = Add("user.tot", "");
+  auto* editor = new bix::CDefRgKey("Editor");
+  ASSERT_TRUE(file->GetKeyRoot()->AddKey(editor));
+  bix::CRgKey* display = editor->CreateKey("Display", nullptr);
+  display->CreateValue("Font", 0, "Mono", nullptr);
+  EXPECT_STREQ("Mono", manager.GetValue("Editor/Display", "Font"));
+  EXPECT_TRUE(manager.SetValue("Editor/Display", "Font", "Sans 10"));  // the default
+  EXPECT_EQ(display, file->FindKey("Editor/Display"));
+  EXPECT_EQ(0, display->GetValueCount());
+}
+
 TEST_F(OptionHostKeys, DeepCategoriesAreFoundInFilesAndDeclarations) {
   constexpr int kDepth = 12;
   static const bix::COption options[] = {{"Option", 1, "default"}, {}};

@@ -168,6 +168,23 @@ TEST_F(OptionManager, DeclarationsOfAnotherManagerJoinAndLeave) {
   EXPECT_STREQ("12", other.GetValue("Modeller", "Grid"));
 }
 
+TEST_F(OptionManager, LeavingDeclarationsTakeOnlyTheirOwnWithThem) {
+  const bix::COption options[] = {{"Theme", 1, "other"}, {"Grid", 2, "12"}, {}};
+  const bix::COptionSet set = {"Editor", options, 2};
+  const bix::CCategory editor = {"Editor", nullptr, 0, &set};
+  bix::COptionManager other;
+  other.AddCategory(&editor);
+  manager.RemoveManager(other);  // never joined: its records are not here
+  EXPECT_STREQ("light", manager.GetValue("Editor", "Theme"));
+  EXPECT_STREQ("Sans 10", manager.GetValue(kDisplay, "Font"));
+
+  manager.MergeManager(other);
+  EXPECT_STREQ("other", manager.GetValue("Editor", "Theme"));
+  manager.RemoveManager(other);
+  EXPECT_EQ(0, manager.FindCategory("Editor")->GetOptionSet()->GetOptionCount());
+  EXPECT_STREQ("Sans 10", manager.GetValue(kDisplay, "Font")) << "what lies below stays";
+}
+
 TEST_F(OptionManager, WithoutFilesTheDefaultShowsAndEverythingIsEditable) {
   EXPECT_STREQ("Sans 10", manager.GetValue(kDisplay, "Font"));
   EXPECT_STREQ("light", manager.GetValue("Editor", "Theme"));
@@ -330,6 +347,28 @@ TEST_F(OptionSetValue, StoresOnlyWhatDiffersFromBeneath) {
   EXPECT_EQ(nullptr, user->FindKey(kDisplay));
   EXPECT_NE(nullptr, user->FindKey("Editor"));
   EXPECT_STREQ("8", manager.GetValue(kDisplay, "TabWidth"));
+}
+
+TEST_F(OptionSetValue, KeyThatHasSubKeysStaysWithoutItsValues) {
+  bix::COptionFile* user =
+      Add("user.tot", "[Editor]\n\"Theme\"=\"dark\"\n[Editor/Display]\n\"Font\"=\"x\"\n");
+  EXPECT_TRUE(manager.SetValue("Editor", "Theme", "light"));  // the default
+  ASSERT_NE(nullptr, user->FindKey("Editor"));
+  EXPECT_EQ(0, user->FindKey("Editor")->GetValueCount());
+  EXPECT_STREQ("x", manager.GetValue(kDisplay, "Font"));
+  EXPECT_EQ(0, user->Save(nullptr));
+  EXPECT_EQ("\n[Editor/Display]\n\n\"Font\"=\"x\" \n", Read("user.tot"));
+}
+
+TEST_F(OptionSetValue, RemovingAValueMarksTheFileAsModified) {
+  bix::COptionFile* user = Add("user.tot", "[Editor/Display]\n\"Font\"=\"x\"\n\"TabWidth\"=2\n");
+  EXPECT_TRUE(manager.SetValue(kDisplay, "Font", "Sans 10"));  // the key stays
+  EXPECT_TRUE(user->IsModified());
+  user->SetModifiedFlag(0);
+  EXPECT_TRUE(manager.SetValue(kDisplay, "Font", "Sans 10"));  // not held any more
+  EXPECT_FALSE(user->IsModified());
+  EXPECT_TRUE(manager.SetValue(kDisplay, "TabWidth", "8"));  // the key goes
+  EXPECT_TRUE(user->IsModified());
 }
 
 TEST_F(OptionSetValue, KeepsAttributesOfAnExistingValue) {
