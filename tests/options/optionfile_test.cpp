@@ -120,6 +120,9 @@ TEST(OptionKey, AttributesReplaceThoseOfAnExistingKey) {
       key->GetAttributeList()->GetAt(key->GetAttributeList()->GetHeadPosition())->GetValue());
   EXPECT_EQ(key, file.CreateKey("Editor", nullptr, nullptr));
   EXPECT_EQ(1, key->GetAttributeList()->GetCount());
+  bix::MList<bix::CRgAttribute*> none;
+  EXPECT_EQ(key, file.GetKeyRoot()->CreateKey("Editor", &none));
+  EXPECT_EQ(1, key->GetAttributeList()->GetCount());
 }
 
 TEST_F(OptionFile, RemovedAndDestroyedKeysAreDetachedAndTheCallers) {
@@ -356,20 +359,26 @@ TEST_F(OptionFileSave, DirectoryInPlaceOfTheFileFailsAndStays) {
 TEST_F(OptionFileSave, TargetThatMayNotBeWrittenIsLeftAlone) {
   bix::COptionFile* file = Add("user.tot", "[Editor]\n\"Theme\"=\"dark\"\n");
   file->SetValue("Editor", "Theme", "blue");
-  ASSERT_EQ(0, chmod(file->GetPathName(), 0444));
   ASSERT_EQ(0, chmod(directory.Path().c_str(), 0777));
-  const pid_t child = fork();
-  ASSERT_NE(-1, child);
-  if (child == 0) {
-    if (getuid() == 0 && setuid(65534) != 0) _exit(9);
-    _exit(file->Save(nullptr) == EACCES && file->IsModified() ? 0 : 1);
+  for (const mode_t mode : {0444, 0000}) {
+    SCOPED_TRACE(mode);
+    ASSERT_EQ(0, chmod(file->GetPathName(), mode));
+    const pid_t child = fork();
+    ASSERT_NE(-1, child);
+    if (child == 0) {
+      if (getuid() == 0 && setuid(65534) != 0) _exit(9);
+      const bool isRefused = file->Save(nullptr) == EACCES && file->IsModified() &&
+                             std::string("blue") == file->GetValue("Editor", "Theme");
+      _exit(isRefused ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(0, WEXITSTATUS(status));
+    ASSERT_EQ(0, chmod(file->GetPathName(), 0644));
+    EXPECT_EQ("[Editor]\n\"Theme\"=\"dark\"\n", Read("user.tot"));
+    EXPECT_FALSE(Exists(directory / "user.tot~"));
   }
-  int status = 0;
-  ASSERT_EQ(child, waitpid(child, &status, 0));
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(0, WEXITSTATUS(status));
-  EXPECT_EQ("[Editor]\n\"Theme\"=\"dark\"\n", Read("user.tot"));
-  EXPECT_FALSE(Exists(directory / "user.tot~"));
 }
 
 TEST_F(OptionFileSave, VanishedDirectoryGivesItsErrorAndKeepsTheTree) {
