@@ -12,9 +12,12 @@
 #include "bix/library.h"
 #include "bix/messages.h"
 #include "bix/stringtable.h"
+#include "bix/urischeme.h"
 #include "paths/compiled_filter.h"
 #include "resources/directory_state.h"
 #include "resources/own_texts.h"
+#include "uri/composite_scheme.h"
+#include "uri/file_scheme.h"
 #include "uri/urn_map.h"
 
 namespace {
@@ -151,7 +154,29 @@ BixHandleResourceDLL _hrd("BIX10_R.DLL", &impl::RegisterOwnTexts, BixhDllInstanc
 // UrnMapAtLoadCompat.OnlyTheFileOfTheEnvironmentIsRead
 impl::UrnMapLifetime s_urnMap;
 
+// The scheme of plain files. Never changed.
+impl::SDefaultFileScheme s_fileScheme;
+
+/// Registers the file scheme, before there is any other.
+class FileSchemeRegistrator {
+ public:
+  FileSchemeRegistrator() { SUriSchemeManager::Register(s_fileScheme); }
+};
+
+FileSchemeRegistrator s_fileSchemeRegistrator;
+
+/// Called behind the destructors of all static objects.
+// CHOICE(file-scheme-end): the file scheme stays registered until the library's very last code, so
+// static objects of other modules that end after the library's can still save their files.
+// Test: UriSchemesAtTheEnd.FilesAreOpenedByWhatEndsAfterTheLibrary
+[[gnu::destructor(101)]] void EndFileScheme() { SUriSchemeManager::UnRegister(s_fileScheme); }
+
+// What stands for all schemes. Never changed.
+impl::CCompositeScheme s_compositeScheme;
+
 }  // namespace
+
+SUriScheme& SUri = s_compositeScheme;
 
 impl::DirectoryState& impl::Directories() { return s_directories; }
 

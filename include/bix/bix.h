@@ -11,6 +11,7 @@
 #include "bix/encoding.h"
 #include "bix/export.h"
 #include "bix/fileitem.h"
+#include "bix/filestreams.h"
 #include "bix/globfilter.h"
 #include "bix/hosttypes.h"
 #include "bix/library.h"
@@ -27,6 +28,7 @@
 #include "bix/stringtable.h"
 #include "bix/subproc.h"
 #include "bix/text.h"
+#include "bix/urischeme.h"
 #include "bix/urn.h"
 
 #endif  // BIX_BIX_H_
