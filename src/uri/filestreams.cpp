@@ -113,8 +113,10 @@ SFileStreamBuffer::int_type SFileStreamBuffer::underflow() {
 }
 
 // CHOICE(file-stream-whole-blocks): a request for whole blocks moves them between the file and the
-// caller's memory, several with one call. All that can be told from the outside is what block by
-// block by way of m_block would give. Test: FileStreamsModel.AgreesWithBlockByBlock
+// caller's memory, several with one call. Results and states are those of block by block by way of
+// m_block; only, the caller's memory behind what was read may have been written to.
+// Tests: FileStreamsModel.AgreesWithBlockByBlock, FileStreamsModel.WritesWhatBlockByBlockWrites,
+// FileStreamsChoice.WholeBlocksMoveWithOneCall
 
 std::streamsize SFileStreamBuffer::xsputn(const char* bytes, std::streamsize count) {
   if (!IsWriting() || count < kBlockSize) return std::streambuf::xsputn(bytes, count);
@@ -129,7 +131,7 @@ std::streamsize SFileStreamBuffer::xsputn(const char* bytes, std::streamsize cou
     const std::streamsize whole = (count - done) / kBlockSize * kBlockSize;
     const auto written = static_cast<std::streamsize>(
         std::fwrite(bytes + done, 1, static_cast<std::size_t>(whole), m_file));
-    // COMPAT(file-stream-short-write): a block counts as written when a part of it was.
+    // COMPAT(file-stream-short-write) holds here, too: a block of which a part was written counts.
     done += (written + kBlockSize - 1) / kBlockSize * kBlockSize;
     // Of the next one all but the last byte was stored before it was found not to go.
     if (written < whole && written % kBlockSize == 0) return done + kBlockSize - 1;

@@ -3,6 +3,7 @@
 //   bix_late_host <module> <file>
 
 #include <cstdio>
+#include <cstdlib>
 
 #include <dlfcn.h>
 
@@ -22,7 +23,7 @@ int main(int argc, char** argv) {
   void* const module = dlopen(argv[1], RTLD_NOW);
   if (module == nullptr) {
     std::fprintf(stderr, "%s\n", dlerror());
-    _Exit(3);
+    std::_Exit(3);
   }
   s_saveLate = reinterpret_cast<int (*)(const char*)>(dlsym(module, "SaveLate"));
   s_file = argv[2];

@@ -122,7 +122,7 @@ extern "C" __attribute__((visibility("default"))) const char* CallSlots(const ch
   }
   composite.Slot5(text);
   results << "," << composite.Slot3(file) << "," << composite.Slot4(file) << "," << text << ","
-          << composite.Slot6("nobody's:location") << "," << composite.Slot7() << ","
+          << composite.Slot6("nobody:location") << "," << composite.Slot7() << ","
           << composite.Slot11(errors, file, items, nullptr) << ","
           << composite.Slot12(errors, file, items, nullptr) << "," << errors.size();
   s_results = results.str();
