@@ -76,16 +76,22 @@ class BIX_EXPORT SFileStreamBuffer : public std::streambuf {
   std::streamsize xsputn(const char* bytes, std::streamsize count) override;
   std::streamsize xsgetn(char* bytes, std::streamsize count) override;
 
+  /// Gets back the last block that was moved past the buffer.
+  int_type pbackfail(int_type c = traits_type::eof()) override;
+
  private:
   void Open(const SString& path, const char* mode);
   bool IsReading() const { return m_file != nullptr && pbase() == nullptr; }
   bool IsWriting() const { return m_file != nullptr && pbase() != nullptr; }
   void ResetPutArea();
   void KeepBlock(const char* bytes, std::streamsize size, std::streamsize taken);
+  void LeaveBlock(std::streamsize size);
+  bool FetchBlock();
 
   std::FILE* m_file = nullptr;  // null until opened
   char m_block[kBlockSize];
-  bool m_isRegular = false;  // whether what was read can go back to the file
+  bool m_isRegular = false;  // whether what was read can go back to the file, and be read again
+  std::streamsize m_sizeLeft = 0;  // of the block read last, when m_block does not hold it
 };
 
 /// An output stream on a file.

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 namespace bix {
 namespace {
@@ -77,6 +79,7 @@ void SFileStreamBuffer::Close() {
   m_file = nullptr;
   setp(nullptr, nullptr);
   setg(nullptr, nullptr, nullptr);
+  m_sizeLeft = 0;
 }
 
 /// One byte of the block is left out of the put area: overflow() can always store the byte that it
@@ -109,6 +112,7 @@ SFileStreamBuffer::int_type SFileStreamBuffer::underflow() {
   const std::size_t count = std::fread(m_block, 1, kBlockSize, m_file);
   if (count < 1) return traits_type::eof();
   setg(m_block, m_block, m_block + count);
+  m_sizeLeft = 0;
   return FirstByte(m_block);
 }
 
@@ -161,17 +165,47 @@ std::streamsize SFileStreamBuffer::xsgetn(char* bytes, std::streamsize count) {
         (void)fseeko(m_file, -static_cast<off_t>(read - end - size), SEEK_CUR);
       return done + end;
     }
+    // The bytes of the last block can be put back.
     const std::streamsize last = (read - 1) % kBlockSize + 1;
-    KeepBlock(blocks + read - last, last, last);
+    if (m_isRegular)
+      LeaveBlock(last);
+    else
+      KeepBlock(blocks + read - last, last, last);
     done += read;
   }
   return done + std::streambuf::xsgetn(bytes + done, count - done);
+}
+
+SFileStreamBuffer::int_type SFileStreamBuffer::pbackfail(int_type c) {
+  if (m_sizeLeft == 0 || !FetchBlock()) return traits_type::eof();
+  const bool isAny = traits_type::eq_int_type(c, traits_type::eof());
+  if (!isAny && traits_type::to_char_type(c) != gptr()[-1]) return traits_type::eof();
+  gbump(-1);
+  return traits_type::not_eof(c);
 }
 
 /// Makes a block the one read last, of which so many bytes have been taken: those can be put back.
 void SFileStreamBuffer::KeepBlock(const char* bytes, std::streamsize size, std::streamsize taken) {
   std::memcpy(m_block, bytes, static_cast<std::size_t>(size));
   setg(m_block, m_block + taken, m_block + size);
+  m_sizeLeft = 0;
+}
+
+/// The same for a block of which all bytes have been taken, but its bytes stay in the file until
+/// somebody puts one back.
+void SFileStreamBuffer::LeaveBlock(std::streamsize size) {
+  setg(m_block, m_block, m_block);
+  m_sizeLeft = size;
+}
+
+/// Gets the bytes of the block that was left in the file; false when they are not there any more.
+bool SFileStreamBuffer::FetchBlock() {
+  const std::streamsize size = std::exchange(m_sizeLeft, 0);
+  const off_t position = ftello(m_file) - static_cast<off_t>(size);
+  if (pread(fileno(m_file), m_block, static_cast<std::size_t>(size), position) != size)
+    return false;
+  setg(m_block, m_block + size, m_block + size);
+  return true;
 }
 
 // ---- adapters ----

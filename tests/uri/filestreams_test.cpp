@@ -153,6 +153,35 @@ TEST(FileStreams, BytesCanBePutBackWithinTheirBlock) {
   }
 }
 
+TEST(FileStreams, OnlyTheByteThatWasReadIsPutBack) {
+  const TempDirectory directory;
+  const std::string content = Content(32768);
+  WriteWholeFile(directory / "file", content);
+  for (const std::size_t size : {100u, 16384u, 32768u}) {
+    SCOPED_TRACE(size);
+    SFile2IstreamAdapter in;
+    in.open(directory / "file", 0);
+    std::string bytes(size, '\0');
+    in.read(bytes.data(), static_cast<std::streamsize>(size));
+    const char last = bytes.back();
+    EXPECT_EQ(kEnd, in.rdbuf()->sputbackc(static_cast<char>(last + 1)));
+    EXPECT_EQ(static_cast<unsigned char>(last), in.rdbuf()->sputbackc(last));
+    EXPECT_EQ(static_cast<unsigned char>(last), in.rdbuf()->sbumpc());
+  }
+}
+
+TEST(FileStreams, NothingIsPutBackThatHasLeftTheFile) {
+  const TempDirectory directory;
+  const std::string file = directory / "file";
+  WriteWholeFile(file, Content(32768));
+  SFile2IstreamAdapter in;
+  in.open(file, 0);
+  std::string bytes(32768, '\0');
+  in.read(bytes.data(), 32768);
+  ASSERT_EQ(0, truncate(file.c_str(), 20000));
+  EXPECT_FALSE(in.unget());
+}
+
 TEST(FileStreams, HaveNoPosition) {
   const TempDirectory directory;
   WriteWholeFile(directory / "file", "content");

@@ -127,7 +127,7 @@ std::string Step(std::istream& stream, std::size_t operation, std::size_t size) 
 TEST(FileStreamsModel, AgreesWithBlockByBlock) {
   const bix_test::TempDirectory directory;
   const std::string file = directory / "file";
-  for (unsigned seed = 0; seed < 80; ++seed) {
+  for (unsigned seed = 0; seed < 60; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
     bix_test::WriteWholeFile(file, MakeContent(random));
@@ -151,7 +151,7 @@ TEST(FileStreamsModel, AgreesWithBlockByBlock) {
 
 TEST(FileStreamsModel, WritesWhatBlockByBlockWrites) {
   const bix_test::TempDirectory directory;
-  for (unsigned seed = 0; seed < 30; ++seed) {
+  for (unsigned seed = 0; seed < 15; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
     const auto size = [&directory](const char* name) {
