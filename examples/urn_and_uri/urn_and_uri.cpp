@@ -47,7 +47,7 @@ class TemporaryHome {
   /// A text with "~" for the home directory, the same in every run.
   std::string InShort(std::string text) const {
     for (std::size_t at = 0; (at = text.find(m_path, at)) != text.npos;)
-      text.replace(at, m_path.size(), "~");
+      text.replace(at, m_path.size(), 1, '~');
     return text;
   }
 
