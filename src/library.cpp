@@ -13,6 +13,7 @@
 #include "bix/messages.h"
 #include "bix/stringtable.h"
 #include "bix/urischeme.h"
+#include "misc/marker_storage.h"
 #include "paths/compiled_filter.h"
 #include "resources/directory_state.h"
 #include "resources/own_texts.h"
@@ -54,6 +55,9 @@ impl::DirectoryState s_directories;
 
 // The glob filters used last: changed by BixGlob only. Nothing else needs them.
 impl::FilterCache s_filters;
+
+// The sets of marked addresses: has nothing to do before it releases those that are left.
+impl::MarkerStorage s_markers;
 
 }  // namespace
 

@@ -12,9 +12,13 @@
 #include "bix/export.h"
 #include "bix/fileitem.h"
 #include "bix/filestreams.h"
+#include "bix/geometry.h"
 #include "bix/globfilter.h"
+#include "bix/gmode.h"
 #include "bix/hosttypes.h"
+#include "bix/identifiers.h"
 #include "bix/library.h"
+#include "bix/mapmarker.h"
 #include "bix/messages.h"
 #include "bix/modulemanager.h"
 #include "bix/optionfile.h"
@@ -29,6 +33,7 @@
 #include "bix/subproc.h"
 #include "bix/text.h"
 #include "bix/urischeme.h"
+#include "bix/url.h"
 #include "bix/urn.h"
 
 #endif  // BIX_BIX_H_
