@@ -12,11 +12,13 @@
 #include "bix/library.h"
 #include "bix/messages.h"
 #include "bix/stringtable.h"
+#include "bix/styles.h"
 #include "bix/urischeme.h"
 #include "misc/marker_storage.h"
 #include "paths/compiled_filter.h"
 #include "resources/directory_state.h"
 #include "resources/own_texts.h"
+#include "styles/style_registry.h"
 #include "uri/composite_scheme.h"
 #include "uri/file_scheme.h"
 #include "uri/urn_map.h"
@@ -56,10 +58,15 @@ impl::DirectoryState s_directories;
 // The glob filters used last: changed by BixGlob only. Nothing else needs them.
 impl::FilterCache s_filters;
 
+// The kinds of the live styles: changed by styles and kinds as they come and go.
+impl::StyleRegistry s_styles;
+
 // The sets of marked addresses: has nothing to do before it releases those that are left.
 impl::MarkerStorage s_markers;
 
 }  // namespace
+
+const MList<CStyleKind*>& CStyle::m_listStyleKind = s_styles.kinds;
 
 namespace {
 
@@ -185,5 +192,7 @@ SUriScheme& SUri = s_compositeScheme;
 impl::DirectoryState& impl::Directories() { return s_directories; }
 
 impl::FilterCache& impl::Filters() { return s_filters; }
+
+impl::StyleRegistry& impl::Styles() { return s_styles; }
 
 }  // namespace bix

@@ -30,6 +30,8 @@
 #include "bix/sockets.h"
 #include "bix/sthread.h"
 #include "bix/stringtable.h"
+#include "bix/stylefile.h"
+#include "bix/styles.h"
 #include "bix/subproc.h"
 #include "bix/text.h"
 #include "bix/urischeme.h"

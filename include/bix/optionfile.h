@@ -34,6 +34,7 @@ class SplitPath;
 }  // namespace impl
 
 class CIncrSaveContext;
+class CStyleFile;
 
 /// A value that stands for a declared option.
 class BIX_EXPORT COptRgValue : public CRgValue {
@@ -200,6 +201,17 @@ class BIX_EXPORT CIncrSaveContext {
   void SaveValue(COptRgKey& key, const char* name, CRgValue::RvType type, const char* text,
                  MList<CRgAttribute*>* attributes);
 
+  // For keys of other layers, which build their tree while they write.
+
+  /// The header goes on with a component.
+  void AddStep(const char* name);
+  /// The section's attributes, which stay the caller's.
+  void SaveSectionAttributes(const MList<CRgAttribute*>& attributes);
+  /// A value of the section, as it is.
+  void SaveOwnValue(CRgValue& value);
+  void SaveOwnValue(const char* name, CRgValue::RvType type, const char* text,
+                    const MList<CRgAttribute*>* attributes);
+
   /// Writes the values of a key that this save has not written yet.
   void SaveUnsavedValues(CRgKey& key);
   /// Writes the unsaved values of a key and of all keys below it.
@@ -284,8 +296,14 @@ class BIX_EXPORT COptionFile : public CRgFile {
 
  private:
   friend class COptionManager;
+  friend class CStyleFile;
 
   void TellManagersTheName();
+  /// What becomes of the attributes of keys when the target does not exist yet.
+  enum KeyAttributes { Dropped, Kept };
+
+  int SaveTo(const char* target, KeyAttributes attributes);
+  int SaveAllSections(impl::DurableFile& file);
   int SaveIncrementally(impl::DurableFile& file, const char* target);
 
   int m_modified = 0;

@@ -37,6 +37,8 @@ namespace bix {
 class COptionFile;
 class COptionManager;
 class COptRgKey;
+class CRgKey;
+class CRgValue;
 
 // Declarations: constant data of the component that owns the options.
 
@@ -342,6 +344,15 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   COptionFile* GetNextPredefinedFile(void*& position) const {
     return m_predefinedFiles.GetNext(position);
   }
+
+ protected:
+  /// The value that gives an option its text: that of the first file which holds the option, or of
+  /// the last one which fixes it; null when no file holds it.
+  const CRgValue* FindHeld(const char* category, const char* name) const;
+  /// The declaration of an option, or null.
+  const COption* FindDeclared(const char* category, const char* name) const;
+  /// Deletes a value of a key of `file`, and with it all values of its name that it hides.
+  static void DeleteValue(COptionFile& file, CRgKey& key, CRgValue* held);
 
  private:
   friend class COptionFile;

@@ -103,11 +103,36 @@ CRgKey& CIncrSaveContext::TreeKeyOf(COptRgKey& key) const {
   return &key == &m_dummy && m_current != nullptr ? *m_current : key;
 }
 
-CRgKey* CIncrSaveContext::AddSubPath(COptRgKey& parent, const char* name) {
+void CIncrSaveContext::AddStep(const char* name) {
   if (!m_pendingPath.empty()) m_pendingPath.append("/");
   m_pendingPath.append(View(name));
-  m_current = TreeKeyOf(parent).FindKey(name);
+  m_current = nullptr;
   m_next = nullptr;
+}
+
+void CIncrSaveContext::SaveSectionAttributes(const MList<CRgAttribute*>& attributes) {
+  m_writing->TakeAttributes(attributes);
+  WriteHeaderOnce();
+}
+
+void CIncrSaveContext::SaveOwnValue(CRgValue& value) {
+  WriteHeaderOnce();
+  value.Dump(m_stream);
+  m_writing->digest.AddValue(View(value.GetName()), View(value.GetValue()),
+                             value.GetAttributeList());
+}
+
+void CIncrSaveContext::SaveOwnValue(const char* name, CRgValue::RvType type, const char* text,
+                                    const MList<CRgAttribute*>* attributes) {
+  WriteHeaderOnce();
+  impl::WriteOptionValue(m_stream, View(name), type, View(text), attributes);
+  m_writing->digest.AddValue(View(name), View(text), attributes);
+}
+
+CRgKey* CIncrSaveContext::AddSubPath(COptRgKey& parent, const char* name) {
+  CRgKey& treeKey = TreeKeyOf(parent);
+  AddStep(name);
+  m_current = treeKey.FindKey(name);
   if (auto* key = dynamic_cast<COptRgKey*>(m_current)) {
     // Two values of one name are told apart by the index only.
     if (!key->m_hasHiddenValues) m_next = key->GetFirstValuePosition();
@@ -145,9 +170,7 @@ void CIncrSaveContext::SaveValue(COptRgKey& key, const char* name, CRgValue::RvT
   // file since it was loaded. This is the place where both sides could be told apart and merged.
   // Test: OptionFileChoice.OptionAddedByAnotherProcessSinceTheLoadDisappears
   if (category != nullptr && category->GetOptionSet()->FindOption(name) != nullptr) return;
-  WriteHeaderOnce();
-  impl::WriteOptionValue(m_stream, View(name), type, View(text), attributes);
-  m_writing->digest.AddValue(View(name), View(text), attributes);
+  SaveOwnValue(name, type, text, attributes);
 }
 
 /// The value of the tree that stands behind the one written last, when the old file goes on with
@@ -233,10 +256,7 @@ void CIncrSaveContext::WriteTreeValueOnce(CRgValue& value) {
   } else if (!m_writing->otherValues.insert(&value).second) {
     return;
   }
-  WriteHeaderOnce();
-  value.Dump(m_stream);
-  m_writing->digest.AddValue(View(value.GetName()), View(value.GetValue()),
-                             value.GetAttributeList());
+  SaveOwnValue(value);
 }
 
 }  // namespace bix

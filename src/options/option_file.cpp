@@ -158,25 +158,38 @@ int COptionFile::Save(const char* fileName) {
   // COMPAT(option-save-stores-no-name): a given name serves this call only.
   // Test: OptionSaveCompat.AGivenNameDoesNotBecomeTheFilesName
   const SString target = fileName != nullptr ? fileName : m_fileName.c_str();
-  if (target.empty()) return 1;
-  impl::DurableFile file(target.c_str());
+  return SaveTo(target.c_str(), Dropped);
+}
+
+int COptionFile::SaveTo(const char* target, KeyAttributes attributes) {
+  if (*target == 0) return 1;
+  impl::DurableFile file(target);
   // Locked before the target is looked at: of two processes that find no file only one may write it
   // as a whole.
   if (const int error = file.Lock()) return error;
   int result;
   // Only what is known to be missing gets the whole tree: that would wipe out what others keep in a
   // file that merely cannot be looked at just now.
-  const int accessError = access(target.c_str(), F_OK) == 0 ? 0 : errno;
-  if (accessError == ENOENT || (accessError == 0 && !CanBeReadAgain(target.c_str())))
-    result = SaveWholeTree(file, *m_root);
+  const int accessError = access(target, F_OK) == 0 ? 0 : errno;
+  if (accessError == ENOENT || (accessError == 0 && !CanBeReadAgain(target)))
+    result = attributes == Kept ? SaveAllSections(file) : SaveWholeTree(file, *m_root);
   else if (accessError != 0)
     result = accessError;
-  else if (access(target.c_str(), W_OK) != 0)
+  else if (access(target, W_OK) != 0)
     result = errno;
   else
-    result = SaveIncrementally(file, target.c_str());
+    result = SaveIncrementally(file, target);
   if (result == 0) m_modified = 0;
   return result;
+}
+
+/// Writes a new file as a save over an empty one does.
+int COptionFile::SaveAllSections(impl::DurableFile& file) {
+  if (const int error = file.Open()) return error;
+  CIncrSaveContext context(file.GetStream(), static_cast<COptRgKey*>(m_root));
+  context.FlushUnsavedKeys();
+  const int error = FinishAndCheck(file, context.GetDigest());
+  return error != 0 ? error : file.Commit();
 }
 
 int COptionFile::SaveIncrementally(impl::DurableFile& file, const char* target) {

@@ -30,14 +30,6 @@ bool IsMarkedFixed(const CRgValue& value) {
   return mark != nullptr && View(mark) == "true";
 }
 
-/// The path under which a declared option is looked up.
-// COMPAT(declared-path-joined): the last "/" of path and name together parts them again, so a "/" in
-// the name counts as part of the path here, while in files it belongs to the name.
-// Test: OptionLookUpCompat.ASlashInTheNameBelongsToThePathOfTheDeclaration
-std::string OptionPath(const char* category, const char* name) {
-  return std::string(View(category)).append("/").append(View(name));
-}
-
 }  // namespace
 
 /// The place of an option in every file of the stack, split once.
@@ -240,7 +232,7 @@ int COptionManager::SaveAllFiles() {
 
 // Look-up.
 
-const char* COptionManager::GetValue(const char* category, const char* name) const {
+const CRgValue* COptionManager::FindHeld(const char* category, const char* name) const {
   const Place place(category, name);
   const CRgValue* result = nullptr;
   for (void* position = GetFirstFilePosition(); position != nullptr;) {
@@ -250,8 +242,19 @@ const char* COptionManager::GetValue(const char* category, const char* name) con
     // Test: OptionManagerCompat.TheLastFixedTextWins
     if (held != nullptr && (result == nullptr || IsMarkedFixed(*held))) result = held;
   }
-  if (result != nullptr) return result->GetValue();
-  const COption* option = FindOption(OptionPath(category, name).c_str());
+  return result;
+}
+
+const COption* COptionManager::FindDeclared(const char* category, const char* name) const {
+  // COMPAT(declared-path-joined): the last "/" of path and name together parts them again, so a "/"
+  // in the name counts as part of the path here, while in files it belongs to the name.
+  // Test: OptionLookUpCompat.ASlashInTheNameBelongsToThePathOfTheDeclaration
+  return FindOption(std::string(View(category)).append("/").append(View(name)).c_str());
+}
+
+const char* COptionManager::GetValue(const char* category, const char* name) const {
+  if (const CRgValue* held = FindHeld(category, name)) return held->GetValue();
+  const COption* option = FindDeclared(category, name);
   // COMPAT(no-null-value): an undeclared option that no file holds is "", so the typed access never
   // uses its default. Test: OptionManagerCompat.UndeclaredOptionIsTheEmptyText
   return option != nullptr && option->defaultValue != nullptr ? option->defaultValue : "";
@@ -260,7 +263,7 @@ const char* COptionManager::GetValue(const char* category, const char* name) con
 COptionExplanation COptionManager::Explain(const char* category, const char* name) const {
   COptionExplanation explanation;
   explanation.value = GetValue(category, name);
-  if (const COption* option = FindOption(OptionPath(category, name).c_str())) {
+  if (const COption* option = FindDeclared(category, name)) {
     explanation.isDeclared = true;
     explanation.defaultValue = option->defaultValue;
   }
@@ -320,7 +323,7 @@ const char* COptionManager::GetUnderneathValue(const COptionFile* file, const ch
       if (const CRgValue* held = place.FindIn(*next)) return held->GetValue();
     if (next == file) isBehind = true;
   }
-  const COption* option = FindOption(OptionPath(category, name).c_str());
+  const COption* option = FindDeclared(category, name);
   if (option == nullptr) return nullptr;
   return option->defaultValue != nullptr ? option->defaultValue : "";
 }
@@ -347,6 +350,15 @@ bool COptionManager::IsEditable(const char* category, const char* name) const {
 
 // Change.
 
+void COptionManager::DeleteValue(COptionFile& file, CRgKey& key, CRgValue* held) {
+  const SString name = held->GetName();
+  key.RemoveValue(held);
+  delete held;
+  // Values that it has hidden must not come to light.
+  if (auto* optionKey = dynamic_cast<COptRgKey*>(&key)) optionKey->DeleteHiddenValues(name.c_str());
+  file.SetModifiedFlag();
+}
+
 bool COptionManager::SetValue(const char* category, const char* name, const char* value) {
   void* position = GetFirstFilePosition();
   if (position == nullptr || !IsEditable(category, name)) return false;
@@ -354,7 +366,7 @@ bool COptionManager::SetValue(const char* category, const char* name, const char
   const bool isUnderneath = View(GetUnderneathValue(file, category, name)) == View(value);
   CRgKey* key = file->FindKey(category);
   if (!isUnderneath) {
-    if (key == nullptr && FindOption(OptionPath(category, name).c_str()) == nullptr) return false;
+    if (key == nullptr && FindDeclared(category, name) == nullptr) return false;
     return file->SetValue(category, name, value);
   }
   if (key == nullptr) return true;
@@ -362,11 +374,7 @@ bool COptionManager::SetValue(const char* category, const char* name, const char
   // COMPAT(fixed-value-stays): a text that the first file itself fixes stays as it is, not even
   // changed to the text beneath it. Test: OptionManagerCompat.FixedTextOfTheFirstFileStays
   if (held != nullptr && !IsMarkedFixed(*held)) {
-    key->RemoveValue(held);
-    delete held;
-    // Values that it has hidden must not come to light.
-    if (auto* optionKey = dynamic_cast<COptRgKey*>(key)) optionKey->DeleteHiddenValues(name);
-    file->SetModifiedFlag();
+    DeleteValue(*file, *key, held);
   }
   if (key->GetValueCount() == 0 && key->GetKeyCount() == 0 && key->GetParent() != nullptr) {
     file->RemoveKey(key);
