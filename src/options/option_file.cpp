@@ -193,18 +193,19 @@ int COptionFile::SaveAllSections(impl::DurableFile& file) {
 }
 
 int COptionFile::SaveIncrementally(impl::DurableFile& file, const char* target) {
-  bool holdsZeroByte = false;
-  // A file that cannot be read counts as such in all of the save: 1.
-  if (FindZeroByte(target, holdsZeroByte) != 0) return 1;
   if (const int error = file.Open()) return error;
   CIncrSaveContext context(file.GetStream(), static_cast<COptRgKey*>(m_root));
   {
     const CIncrSaveContext::Scope scope(context);
     // COMPAT(failed-save-empties-tree): the failure rule of Merge holds here as well, so a target
-    // that cannot be parsed costs the tree, and the caller sees 1.
-    // Test: OptionFileCompat.SaveOverAnUnparsableTargetEmptiesTheTree
+    // that cannot be read or parsed costs the tree, and the caller sees 1.
+    // Tests: OptionFileCompat.SaveOverAnUnparsableTargetEmptiesTheTree,
+    // OptionFileCompat.SaveOverAnUnreadableTargetEmptiesTheTree
     if (const int result = Merge(target)) return result;
   }
+  bool holdsZeroByte = false;
+  // A file that cannot be read counts as such in all of the save: 1.
+  if (FindZeroByte(target, holdsZeroByte) != 0) return 1;
   context.FlushUnsavedKeys();
   if (const int error = FinishAndCheck(file, context.GetDigest())) return error;
   // CHOICE(save-over-zero-byte): the reader ends at a zero byte, with success. What a crash of the

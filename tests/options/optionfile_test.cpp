@@ -347,6 +347,30 @@ TEST_F(OptionFileCompat, SaveOverAnUnparsableTargetEmptiesTheTree) {
   EXPECT_STREQ("blue", file->GetValue("Editor", "Theme"));  // keys build again
 }
 
+TEST_F(OptionFileCompat, SaveOverAnUnreadableTargetEmptiesTheTree) {
+  bix::COptionFile* file = Add("user.tot", "[Editor]\n\"Theme\"=\"dark\"\n");
+  file->SetModifiedFlag();
+  ASSERT_EQ(0, chmod(directory.Path().c_str(), 0777));
+  // It may be written, and read only by root.
+  ASSERT_EQ(0, chmod(file->GetPathName(), 0222));
+  const pid_t child = fork();
+  ASSERT_NE(-1, child);
+  if (child == 0) {
+    if (getuid() == 0 && setuid(65534) != 0) _exit(9);
+    const bool isRefused = file->Save(nullptr) == 1 && file->IsModified() &&
+                           file->GetKeyRoot()->GetKeyCount() == 0 &&
+                           file->GetLoadError().errorNumber == EACCES;
+    _exit(isRefused ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(0, WEXITSTATUS(status));
+  ASSERT_EQ(0, chmod(file->GetPathName(), 0644));
+  EXPECT_EQ("[Editor]\n\"Theme\"=\"dark\"\n", Read("user.tot"));
+  EXPECT_FALSE(Exists(directory / "user.tot~"));
+}
+
 TEST_F(OptionFileSave, DirectoryInPlaceOfTheFileFailsAndStays) {
   bix::COptionFile* file = Add("user.tot", "[Editor]\n\"Theme\"=\"dark\"\n");
   ASSERT_EQ(0, unlink(file->GetPathName()));
