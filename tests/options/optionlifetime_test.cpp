@@ -269,6 +269,32 @@ TEST_F(OptionHostKeys, KeysOfAnotherLayerAreSavedOverAnOldFileToo) {
   }
 }
 
+TEST_F(OptionHostKeys, LatestOfANameIsFoundWhateverItsClass) {
+  bix::COptionFile* file = Add("user.tot", "[Editor]\"Theme\"=\"dark\"");
+  bix::CRgKey* editor = file->FindKey("Editor");
+  bix::CRgValue* theme = editor->FindValue("Theme");
+  auto* otherTheme = new bix::CDefRgValue("Theme", 0, "other");
+  ASSERT_TRUE(editor->AddValue(otherTheme));
+  EXPECT_EQ(otherTheme, editor->FindValue("Theme"));
+  EXPECT_STREQ("other", manager.GetValue("Editor", "Theme"));
+  EXPECT_TRUE(editor->RemoveValue(theme));
+  delete theme;
+  EXPECT_EQ(otherTheme, editor->FindValue("Theme"));
+  EXPECT_TRUE(editor->RemoveValue(otherTheme));
+  delete otherTheme;
+  EXPECT_EQ(nullptr, editor->FindValue("Theme"));
+
+  auto* otherEditor = new bix::CDefRgKey("Editor");
+  ASSERT_TRUE(file->GetKeyRoot()->AddKey(otherEditor));
+  EXPECT_EQ(otherEditor, file->FindKey("Editor"));
+  otherEditor->CreateValue("Theme", 0, "latest", nullptr);
+  EXPECT_STREQ("latest", manager.GetValue("Editor", "Theme"));
+  EXPECT_TRUE(file->GetKeyRoot()->RemoveKey(otherEditor));
+  delete otherEditor;
+  EXPECT_EQ(nullptr, file->FindKey("Editor"));
+  EXPECT_STREQ("light", manager.GetValue("Editor", "Theme"));
+}
+
 TEST_F(OptionHostKeys, KeyWithoutAParentLinkStaysWhenItsLastValueGoes) {
   bix::COptionFile* file = Add("user.tot", "");
   auto* editor = new bix::CDefRgKey("Editor");
