@@ -11,3 +11,4 @@ set(BIX_TOOLCHAIN_INCLUDE_DIRECTORIES ${sysroot}/usr/include)
 set(BIX_TOOLCHAIN_LIBRARY_DIRECTORIES
   ${sysroot}/usr/lib/i386-linux-gnu ${sysroot}/lib/i386-linux-gnu
   /usr/lib/i386-linux-gnu /lib/i386-linux-gnu)
+set(BIX_TOOLCHAIN_JAVA_DIRECTORIES ${sysroot}/usr/lib/jvm/java-*-openjdk-i386)

@@ -5,7 +5,9 @@
 // Loading is cheap and throws nothing. It writes only what "BIX_ERR_OUT", the language and
 // "VORN_URN_MAP_FILE" ask for, and it creates the user's directories.
 
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <cstdlib>
 
 #include "bix/diagnostics.h"
@@ -14,6 +16,9 @@
 #include "bix/stringtable.h"
 #include "bix/styles.h"
 #include "bix/urischeme.h"
+#ifdef BIX_WITH_JAVA
+#include "java/java_tables.h"
+#endif
 #include "misc/marker_storage.h"
 #include "paths/compiled_filter.h"
 #include "resources/directory_state.h"
@@ -188,6 +193,36 @@ impl::CCompositeScheme s_compositeScheme;
 }  // namespace
 
 SUriScheme& SUri = s_compositeScheme;
+
+#ifdef BIX_WITH_JAVA
+
+namespace {
+
+// Where the tables of the Java bridge are.
+alignas(impl::JavaTables) std::byte s_javaTables[sizeof(impl::JavaTables)];
+
+/// Makes the tables. At the end it only empties them.
+// CHOICE(java-after-end): the threads of Java's machine may still call the bridge while the process
+// exits, so that the tables are never destroyed. Test: JavaAfterTheEnd.TheBridgeStillWorks
+class JavaTablesLifetime {
+ public:
+  JavaTablesLifetime() { ::new (static_cast<void*>(s_javaTables)) impl::JavaTables; }
+  JavaTablesLifetime(const JavaTablesLifetime&) = delete;
+  JavaTablesLifetime& operator=(const JavaTablesLifetime&) = delete;
+  ~JavaTablesLifetime() { impl::Tables().Empty(); }
+};
+
+// The wrappers of native objects in Java and the creators of those in native code: changed by the
+// functions of the Java bridge.
+JavaTablesLifetime s_javaTablesLifetime;
+
+}  // namespace
+
+impl::JavaTables& impl::Tables() {
+  return *std::launder(reinterpret_cast<impl::JavaTables*>(s_javaTables));
+}
+
+#endif  // BIX_WITH_JAVA
 
 impl::DirectoryState& impl::Directories() { return s_directories; }
 

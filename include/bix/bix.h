@@ -17,6 +17,7 @@
 #include "bix/gmode.h"
 #include "bix/hosttypes.h"
 #include "bix/identifiers.h"
+#include "bix/javabridge.h"
 #include "bix/library.h"
 #include "bix/mapmarker.h"
 #include "bix/messages.h"

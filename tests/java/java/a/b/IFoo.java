@@ -1,0 +1,6 @@
+package a.b;
+
+/** An interface of the model that Java code may implement. */
+public interface IFoo {
+  int next(int number);
+}
