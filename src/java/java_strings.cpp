@@ -112,8 +112,8 @@ jstring NewStringWide(JNIEnv* env, const bix::WString& text) {
 
 bix::WString GetStringWide(JNIEnv* env, jstring string) {
   const SetAsideException aside(env);
-  return WithMemory(
-      env, [&] { return bix::WString(bix::impl::WideFromUTF16(UnitsOf(env, string))); });
+  return WithMemory(env,
+                    [&] { return bix::WString(bix::impl::WideFromUTF16(UnitsOf(env, string))); });
 }
 
 }  // namespace jniutils

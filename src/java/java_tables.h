@@ -35,7 +35,8 @@ struct JavaTables {
   void Empty();
 
   // By the simple name of the interface. Not owned; no lock.
-  std::map<std::string, jniutils::ICppWrapperObjectCreator*, std::less<>> mapCppWrapperObjectCreators;
+  std::map<std::string, jniutils::ICppWrapperObjectCreator*, std::less<>>
+      mapCppWrapperObjectCreators;
 
   // Guards what follows, up to the next mutex.
   kx::os::MutexRep wrappersMutex;

@@ -174,8 +174,8 @@ void UnregisterJavaObject(JNIEnv* env, jobject javaObject) {
   const LockedMutex locked(tables.wrappersMutex);
   // COMPAT(java-release-under-lock): released before the mutex is, unlike in wrapping.
   // Test: JavaStepsCompat.UnregisteringDoesEverythingUnderTheMutex
-  const QueriedInterface<qv::IUnknown> identity(
-      GetIUnknownFromJavaObject(env, javaObject, nullptr), qv::kIUnknown);
+  const QueriedInterface<qv::IUnknown> identity(GetIUnknownFromJavaObject(env, javaObject, nullptr),
+                                                qv::kIUnknown);
   // COMPAT(java-unregister-by-address): whichever wrapper of the object is given, the registered one
   // is forgotten. Test: JavaUnregisterCompat.AnOlderWrapperForgetsTheNewerOne
   const auto found = tables.mapWrapperJavaObjects.find(identity.Get());
@@ -213,8 +213,8 @@ qv::IUnknown* GetIUnknownFromJavaObject(JNIEnv* env, jobject javaObject,
 template <>
 qv::IUnknown* GetInterfacePtr<qv::IUnknown>(JNIEnv* env, jobject javaObject,
                                             const char* interfaceName) {
-  return QueriedInterface<qv::IUnknown>(
-             GetIUnknownFromJavaObject(env, javaObject, interfaceName), qv::kIUnknown)
+  return QueriedInterface<qv::IUnknown>(GetIUnknownFromJavaObject(env, javaObject, interfaceName),
+                                        qv::kIUnknown)
       .Detach();
 }
 

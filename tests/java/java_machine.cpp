@@ -131,8 +131,7 @@ jint JNICALL Rounds(JNIEnv* env, jclass, jlong address, jint count) {
     jobject const wrapper =
         jniutils::CreateNewWrappingJavaObject(env, "com/kestrane/vorn/ModelImpl", object);
     if (wrapper == nullptr) return i;
-    qv::IUnknown* const behind =
-        jniutils::GetInterfacePtr<qv::IUnknown>(env, wrapper, nullptr);
+    qv::IUnknown* const behind = jniutils::GetInterfacePtr<qv::IUnknown>(env, wrapper, nullptr);
     if (behind != object) return i;
     behind->Release();
     jniutils::UnregisterJavaObject(env, wrapper);
@@ -339,8 +338,8 @@ std::string JavaTest::ClassName(jobject object) {
   if (object == nullptr) return "null";
   jclass const type = env->GetObjectClass(object);
   jclass const metatype = Find("java/lang/Class");
-  auto* const name = static_cast<jstring>(env->CallObjectMethod(
-      type, env->GetMethodID(metatype, "getName", "()Ljava/lang/String;")));
+  auto* const name = static_cast<jstring>(
+      env->CallObjectMethod(type, env->GetMethodID(metatype, "getName", "()Ljava/lang/String;")));
   EXPECT_EQ(JNI_FALSE, env->ExceptionCheck());
   std::string text = jniutils::GetStringUTF8(env, name);
   for (jobject reference : {jobject{type}, jobject{metatype}, jobject{name}})
@@ -353,8 +352,8 @@ std::string JavaTest::TakeException() {
   if (thrown == nullptr) return "";
   env->ExceptionClear();
   jclass const type = Find("java/lang/Throwable");
-  auto* const message = static_cast<jstring>(env->CallObjectMethod(
-      thrown, env->GetMethodID(type, "getMessage", "()Ljava/lang/String;")));
+  auto* const message = static_cast<jstring>(
+      env->CallObjectMethod(thrown, env->GetMethodID(type, "getMessage", "()Ljava/lang/String;")));
   EXPECT_EQ(JNI_FALSE, env->ExceptionCheck());
   std::string text = ClassName(thrown) + ": " + jniutils::GetStringUTF8(env, message);
   for (jobject reference : {jobject{thrown}, jobject{type}, jobject{message}})

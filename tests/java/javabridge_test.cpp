@@ -164,7 +164,8 @@ TEST_F(JavaErrors, OfTheBridgeBecomeAPIErrorWithTheirWords) {
   } cases[] = {
       {"a/b/IFoo", "returned 42"},
       {"a/b/IBar",
-       "com.kestrane.vorn.APIError: Java object does not implement the expected interface a/b/IBar"},
+       "com.kestrane.vorn.APIError: Java object does not implement the expected interface "
+       "a/b/IBar"},
       {"java/lang/Enum",
        "com.kestrane.vorn.APIError: "
        "Java object does not implement the expected interface java/lang/Enum"},
@@ -192,9 +193,14 @@ TEST_F(JavaErrorCompat, ReplacesThePendingException) {
 using JavaStrings = JavaTest;
 
 TEST_F(JavaStrings, OfUtf16KeepEveryUnit) {
-  const std::u16string cases[] = {
-      u"", u"plain", u"\u20AC", u"\U0001F600", std::u16string(u"a\0z", 3), u"\xD800", u"\xDC00\xD83D",
-      std::u16string(70000, u'x')};
+  const std::u16string cases[] = {u"",
+                                  u"plain",
+                                  u"\u20AC",
+                                  u"\U0001F600",
+                                  std::u16string(u"a\0z", 3),
+                                  u"\xD800",
+                                  u"\xDC00\xD83D",
+                                  std::u16string(70000, u'x')};
   for (const auto& c : cases) {
     jstring const string = NewStringUTF16(env, c);
     ASSERT_NE(nullptr, string);
@@ -232,8 +238,9 @@ TEST_F(JavaStrings, OfWideTextKeepEveryCharacter) {
   jstring const string = NewStringWide(env, text);
   EXPECT_EQ(u"\u00E9\xD83D\xDE00z", Units(string));
   EXPECT_EQ(text, GetStringWide(env, string));
-  EXPECT_EQ(u"a\xFFFD\xFFFDz",
-            Units(NewStringWide(env, std::wstring{L'a', wchar_t{0x110000}, wchar_t{0xD800}, L'z'})));
+  EXPECT_EQ(
+      u"a\xFFFD\xFFFDz",
+      Units(NewStringWide(env, std::wstring{L'a', wchar_t{0x110000}, wchar_t{0xD800}, L'z'})));
   EXPECT_EQ(L"a\xFFFDz", GetStringWide(env, NewStringUTF16(env, u"a\xDC00z")));
 }
 
@@ -529,8 +536,10 @@ std::string ErrorOf(JNIEnv* env, jobject object, const char* interfaceName) {
 
 TEST_F(JavaCreators, WithoutAClassPathTheWholeNameIsTheKey) {
   jobject const foo = CreateNewJavaObject(env, "bixtest/Foo", "()V");
-  EXPECT_EQ("Java object does not implement the expected interface IFoo", ErrorOf(env, foo, "IFoo"));
-  EXPECT_EQ("Java object does not implement the expected interface a/b/", ErrorOf(env, foo, "a/b/"));
+  EXPECT_EQ("Java object does not implement the expected interface IFoo",
+            ErrorOf(env, foo, "IFoo"));
+  EXPECT_EQ("Java object does not implement the expected interface a/b/",
+            ErrorOf(env, foo, "a/b/"));
   EXPECT_EQ("Java object does not implement the expected interface ", ErrorOf(env, foo, ""));
   EXPECT_FALSE(env->ExceptionCheck());
 }
@@ -708,7 +717,8 @@ class JavaThreads : public JavaTest {
 TEST_F(JavaThreads, EightAtOnceGetOneWrapperPerObject) {
   const auto objects = Objects(200);
   const int before = Made();
-  EXPECT_EQ("", Scenario("wrapFromThreads", "([JI)Ljava/lang/String;", Addresses(objects), jint{8}));
+  EXPECT_EQ("",
+            Scenario("wrapFromThreads", "([JI)Ljava/lang/String;", Addresses(objects), jint{8}));
   EXPECT_EQ(before + 200, Made());
   for (const auto& object : objects) ASSERT_EQ(0, object->references);
 }

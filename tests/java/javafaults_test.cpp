@@ -285,8 +285,7 @@ TEST(JavaFaults, AnObjectThatCannotBeReachedIsNotUnregistered) {
       EXPECT_GE(n, 4);
       break;
     }
-    EXPECT_EQ("Internal error: Attempt to unregister non-existing Java object!\n",
-              recorder.Text());
+    EXPECT_EQ("Internal error: Attempt to unregister non-existing Java object!\n", recorder.Text());
     EXPECT_EQ(1u, CountWrappers(world.env).registered);
   }
 }

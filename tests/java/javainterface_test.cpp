@@ -80,10 +80,10 @@ TEST(ModelInterfaceCompat, ListsItsNamesInTheFourthSlot) {
   jobject const wrapper =
       CreateNewWrappingJavaObject(java.Env(), reinterpret_cast<qv::IUnknown*>(&object));
   EXPECT_NE(nullptr, wrapper);
-  EXPECT_EQ((std::vector<std::string>{"slot 3 961926D5-6FC1-4542-9056-BA3D2D280388", "slot 4",
-                                      "slot 2", "slot 3 2F51008E-98A4-4939-A5BF-6529ED638D89",
-                                      "slot 2"}),
-            object.calls);
+  EXPECT_EQ(
+      (std::vector<std::string>{"slot 3 961926D5-6FC1-4542-9056-BA3D2D280388", "slot 4", "slot 2",
+                                "slot 3 2F51008E-98A4-4939-A5BF-6529ED638D89", "slot 2"}),
+      object.calls);
   UnregisterJavaObject(java.Env(), wrapper);
 }
 
@@ -117,8 +117,7 @@ TEST(JavaInterfaceCompat, TheCreatorsFirstSlotMakesTheObject) {
   auto* const result = reinterpret_cast<qv::IUnknown*>(&object);
   void* const slots[] = {Slot(&HandMadeCreator::First)};
   HandMadeCreator creator{slots, result, {}};
-  RegisterCppWrapperObjectCreator("IFoo",
-                                  reinterpret_cast<ICppWrapperObjectCreator*>(&creator));
+  RegisterCppWrapperObjectCreator("IFoo", reinterpret_cast<ICppWrapperObjectCreator*>(&creator));
   EXPECT_EQ(result, GetIUnknownFromJavaObject(java.Env(), foo, "a/b/IFoo"));
   EXPECT_EQ("IFoo", creator.name);
   EXPECT_EQ(java.Env(), creator.env);

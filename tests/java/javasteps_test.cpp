@@ -140,8 +140,8 @@ TEST_F(JavaStepsCompat, UnregisteringDoesEverythingUnderTheMutex) {
   UnregisterJavaObject(java.Env(), wrapper);
   bix::bixerr.PopOutput();
   want = upToTheObject;
-  for (const char* step : {"Internal error: Attempt to unregister non-existing Java object!\n",
-                           "Release", "unlock"}) {
+  for (const char* step :
+       {"Internal error: Attempt to unregister non-existing Java object!\n", "Release", "unlock"}) {
     want.push_back(step);
   }
   EXPECT_EQ(want, Taken());

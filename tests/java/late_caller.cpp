@@ -29,7 +29,7 @@ jobject Wrap(JNIEnv* env, qv::IUnknown* object) {
 
 void Unregister(JNIEnv* env, jobject wrapper) {
   Find<void(JNIEnv*, jobject)>("_ZN8jniutils20UnregisterJavaObjectEP7JNIEnv_P8_jobject")(env,
-                                                                                        wrapper);
+                                                                                         wrapper);
 }
 
 bix_test::FakeJava& Java() {

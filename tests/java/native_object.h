@@ -31,13 +31,14 @@ class NativeObject : public qv::IObjectInfo {
     ++releases;
   }
   void QueryInterface(const qv::GUID& iid, void** out) override {
+    static constexpr qv::GUID kIdentity = {
+        0x2F51008E, 0x98A4, 0x4939, {0xA5, 0xBF, 0x65, 0x29, 0xED, 0x63, 0x8D, 0x89}};
+    static constexpr qv::GUID kInfo = {
+        0x961926D5, 0x6FC1, 0x4542, {0x90, 0x56, 0xBA, 0x3D, 0x2D, 0x28, 0x03, 0x88}};
     *out = nullptr;
-    if (IsSame(iid, {0x2F51008E, 0x98A4, 0x4939, {0xA5, 0xBF, 0x65, 0x29, 0xED, 0x63, 0x8D, 0x89}}))
+    if (IsSame(iid, kIdentity))
       *out = static_cast<qv::IUnknown*>(this);
-    else if (hasInfo && IsSame(iid, {0x961926D5,
-                                     0x6FC1,
-                                     0x4542,
-                                     {0x90, 0x56, 0xBA, 0x3D, 0x2D, 0x28, 0x03, 0x88}}))
+    else if (hasInfo && IsSame(iid, kInfo))
       *out = static_cast<qv::IObjectInfo*>(this);
     if (!hasIdentity) *out = nullptr;
     if (*out != nullptr) ++references;

@@ -63,15 +63,15 @@ TEST(JavaUnicode, BytesThatAreNoUtf8BecomeReplacementCharacters) {
   } cases[] = {
       {"\x80", u"\xFFFD"},
       {"\xBF\xBF", u"\xFFFD\xFFFD"},
-      {"\xC0\x80", u"\xFFFD\xFFFD"},              // too long a form
+      {"\xC0\x80", u"\xFFFD\xFFFD"},  // too long a form
       {"\xC1\xBF", u"\xFFFD\xFFFD"},
       {"\xE0\x80\x80", u"\xFFFD\xFFFD\xFFFD"},
       {"\xF0\x80\x80\x80", u"\xFFFD\xFFFD\xFFFD\xFFFD"},
-      {"\xED\xA0\x80", u"\xFFFD\xFFFD\xFFFD"},    // a surrogate
+      {"\xED\xA0\x80", u"\xFFFD\xFFFD\xFFFD"},  // a surrogate
       {"\xF4\x90\x80\x80", u"\xFFFD\xFFFD\xFFFD\xFFFD"},
       {"\xF5\x80\x80\x80", u"\xFFFD\xFFFD\xFFFD\xFFFD"},
       {"\xFE\xFF", u"\xFFFD\xFFFD"},
-      {"\xE2\x82", u"\xFFFD"},                    // cut short, one each
+      {"\xE2\x82", u"\xFFFD"},  // cut short, one each
       {"\xE2\x82z", u"\xFFFDz"},
       {"\xE2z", u"\xFFFDz"},
       {"\xF0\x9F\x98", u"\xFFFD"},
