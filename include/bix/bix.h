@@ -22,6 +22,7 @@
 #include "bix/mapmarker.h"
 #include "bix/messages.h"
 #include "bix/modulemanager.h"
+#include "bix/optiondescription.h"
 #include "bix/optionfile.h"
 #include "bix/options.h"
 #include "bix/pathname.h"
