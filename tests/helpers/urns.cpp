@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "bix/options.h"
 #include "bix/urn.h"
 
 namespace {
@@ -35,6 +36,19 @@ void Encode() {
   std::printf("%s\n", text.c_str());
 }
 
+constexpr bix::COption kOptions[] = {{"URNMap", 1, ""}, {}};
+constexpr bix::COptionSet kSet = {"General", kOptions, 1};
+constexpr bix::CCategory kGeneral = {"General", nullptr, 0, &kSet};
+
+/// Reads the user's option from an option file and registers what it says.
+bool RegisterOptionOf(const char* file) {
+  bix::COptionManager manager;
+  manager.AddCategory(&kGeneral);
+  if (manager.Load(file) == nullptr) return false;
+  SUrnResolver::RegisterURNsFromOptionString(manager.GetValue("General", "URNMap"));
+  return true;
+}
+
 void ShowVariable() {
   const char* const value = std::getenv("VORN_URN_MAP_FILE");
   std::printf("%s\n", value != nullptr ? value : "<unset>");
@@ -57,6 +71,8 @@ int main(int argc, char** argv) {
       Resolve(argv[++i]);
     } else if (std::strcmp(command, "option") == 0 && i + 1 < argc) {
       SUrnResolver::RegisterURNsFromOptionString(argv[++i]);
+    } else if (std::strcmp(command, "option-of") == 0 && i + 1 < argc) {
+      if (!RegisterOptionOf(argv[++i])) return 1;
     } else if (std::strcmp(command, "append") == 0 && i + 2 < argc) {
       SUrnResolver::RegisterURNAndSaveURNMapFile(argv[i + 1], argv[i + 2]);
       i += 2;

@@ -10,6 +10,7 @@
 #include "bix/directories.h"
 #include "bix/library.h"
 #include "bix/stringtable.h"
+#include "bix/urn.h"
 
 namespace {
 
@@ -42,6 +43,12 @@ const char* DefaultProjects() {
   return s_path.c_str();
 }
 
+const char* ProjectsOfTheUrnMap() {
+  static bix::SString s_path;
+  bix::SUrnResolver::ResolveUrn("urn:qvvornprojects:", s_path);
+  return s_path.c_str();
+}
+
 const char* ThreadCount() {
   static std::string s_count;
   const std::filesystem::directory_iterator threads("/proc/self/task");
@@ -71,6 +78,7 @@ const struct {
     {"current-text", &CurrentText},
     {"current-handle", &CurrentHandleState},
     {"default-projects", &DefaultProjects},
+    {"projects-of-the-urn-map", &ProjectsOfTheUrnMap},
     {"threads", &ThreadCount},
 };
 

@@ -130,6 +130,39 @@ TEST(UrnMapAtLoad, WhatOneProcessSavesAnotherFinds) {
   EXPECT_EQ(second.output, third.output);
 }
 
+TEST(UrnMapOfTheUser, GoesFromTheOptionFileToOtherProcesses) {
+  const struct {
+    const char* option;
+    const char* file;
+  } cases[] = {{"Models:/m/Models;  tools:C:\\t", "Models:/m/Models\ntools:C:\\t\n"},
+               {"Models:/m/Models\n tools:C:\\t", "Models:/m/Models\ntools:C:\\t\n"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.option);
+    const TempDirectory home;
+    WriteWholeFile(home / "user.tot", "[General]\n\"URNMap\"=\"" + std::string(c.option) + "\"\n");
+    const ProgramResult first = Urns({"option-of", home / "user.tot", "resolve", "urn:models:a"})
+                                    .Set("HOME", home.Path())
+                                    .Run();
+    EXPECT_EQ(0, first.exitCode);
+    EXPECT_EQ("true 0 /m/Models/a\n", first.output);
+    EXPECT_EQ("", first.errors);
+    EXPECT_EQ(c.file, bix_test::ReadWholeFile(home / "Kestrane/Shared/urnmap.txt"));
+    // One that is started anew, and one that the first has handed its environment.
+    const ProgramResult second =
+        Urns({"rebuild", "resolve", "urn:MODELS:a/b", "resolve", "urn:tools:c"})
+            .Set("HOME", home.Path())
+            .Run();
+    EXPECT_EQ("true 0 /m/Models/a/b\ntrue 0 C:/t/c\n", second.output);
+    EXPECT_EQ("", second.errors);
+    const ProgramResult third = Urns({"resolve", "urn:MODELS:a/b", "resolve", "urn:tools:c"})
+                                    .Set("HOME", home.Path())
+                                    .Set("VORN_URN_MAP_FILE", home / "Kestrane/Shared/urnmap.txt")
+                                    .Run();
+    EXPECT_EQ(second.output, third.output);
+    EXPECT_EQ("", third.errors);
+  }
+}
+
 TEST(UrnMapAfterItsEnd, KnowsNoName) {
   const TempDirectory home;
   const ProgramResult result =
