@@ -280,6 +280,14 @@ extern "C" int bix_replaced_close(int fd) {
     return real(time, rest);                                                           \
   }
 
+extern "C" int bix_replaced_poll(void* fds, unsigned long count, int timeout) __asm__("poll");
+extern "C" int bix_replaced_poll(void* fds, unsigned long count, int timeout) {
+  static auto* const real =
+      bix_test::Real(static_cast<int (*)(void*, unsigned long, int)>(nullptr), "poll");
+  if (bix_test::t_faults != nullptr && bix_test::t_faults->SkipsPause()) return 0;
+  return real(fds, count, timeout);
+}
+
 BIX_REPLACE_CLOCK(clock_gettime, long)
 BIX_REPLACE_PAUSE(nanosleep)
 #if !defined(__LP64__)

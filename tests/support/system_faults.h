@@ -42,7 +42,8 @@ class SystemFaults {
   /// Every read and write moves at most this many bytes.
   void Shorten(std::size_t bytes);
 
-  /// Pauses take no time: each moves the thread's clock by a second instead.
+  /// Pauses, and waiting for a descriptor, take no time: each moves the thread's clock by a second
+  /// instead.
   void SkipPauses() { m_skipsPauses = true; }
 
   /// The calls so far: the function and the last component of the file's name, for a descriptor of

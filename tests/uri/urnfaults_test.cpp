@@ -1,14 +1,22 @@
 // The URN map while the system fails: what the user is told, and what is left of the file.
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <set>
 #include <string>
 #include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include "faults/surroundings.h"
 #include "support/system_faults.h"
 #include "uri/urn_test_support.h"
 
@@ -237,11 +245,167 @@ TEST_F(UrnMapFile, WhatFailsWhileItIsReadIsReported) {
   EXPECT_EQ((Messages{CannotRead(), CannotRead()}), recorder.messages);
 }
 
+TEST_F(UrnMapFile, APipeIsReadToItsEnd) {
+  int ends[2];
+  ASSERT_EQ(0, pipe2(ends, O_CLOEXEC));
+  ReplaceFileByLink(("/proc/self/fd/" + std::to_string(ends[0])).c_str());
+  constexpr char kText[] = "piped:/piped\n";
+  ASSERT_EQ(static_cast<ssize_t>(std::strlen(kText)), write(ends[1], kText, std::strlen(kText)));
+  ASSERT_EQ(0, close(ends[1]));
+  const ScopedRecorder recorder;
+  SUrnResolver::RegisterURNsWithoutOptions();
+  EXPECT_EQ("/piped/", DirectoryOf("piped"));
+  EXPECT_TRUE(recorder.calls.empty());
+  close(ends[0]);
+}
+
+TEST_F(UrnMapFile, APipeWhoseWriterIsSilentIsGivenUp) {
+  int ends[2];
+  ASSERT_EQ(0, pipe2(ends, O_CLOEXEC));
+  ReplaceFileByLink(("/proc/self/fd/" + std::to_string(ends[0])).c_str());
+  ASSERT_EQ(8, write(ends[1], "a:/a\nb:/", 8));
+  const ScopedRecorder recorder;
+  {
+    SystemFaults faults;
+    faults.SkipPauses();
+    SUrnResolver::RegisterURNsWithoutOptions();
+    EXPECT_EQ(10, faults.SkippedSeconds());
+  }
+  EXPECT_EQ("<none>", DirectoryOf("a"));
+  EXPECT_EQ((Messages{CannotRead()}), recorder.messages);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+// ---- processes ----
+
+// Each entry of the map is the last one of a process that is killed at one of its system calls.
+TEST_F(UrnMapFaults, AKilledProcessLeavesTheOldFileOrTheNewOne) {
+  const struct {
+    const char* what;
+    void (*operation)();
+    std::string whole;
+  } cases[] = {{"option", [] { SUrnResolver::RegisterURNsFromOptionString(kOption); }, kNew},
+               {"append", [] { SUrnResolver::RegisterURNAndSaveURNMapFile("new", "/new"); },
+                std::string(kOld) + "new:/new\n"}};
+  for (const auto& c : cases) {
+    BuildFrom(kOld);
+    const std::size_t count = CallsOf(c.operation).size();
+    ASSERT_LT(5u, count);
+    std::set<std::string> left;
+    for (std::size_t call = 1; call <= count; ++call) {
+      SCOPED_TRACE(c.what + std::to_string(call));
+      WriteMapFile(kOld);
+      EXPECT_EQ(SIGKILL, bix_test::SignalOfChild([&c, call] {
+                  SystemFaults faults;
+                  faults.KillAtCall(call);
+                  c.operation();
+                }));
+      left.insert(ReadWholeFile(MapFile()));
+      // The next one is not in the way of what is left over.
+      SUrnResolver::RegisterURNsFromOptionString(kOption);
+      EXPECT_EQ(kNew, ReadWholeFile(MapFile()));
+      EXPECT_TRUE(IsAlone());
+    }
+    EXPECT_EQ((std::set<std::string>{kOld, c.whole}), left);
+  }
+}
+
+TEST_F(UrnMapFaults, ProcessesThatAppendAtOnceLoseNothing) {
+  constexpr int kProcesses = 6;
+  constexpr int kEntries = 12;
+  WriteMapFile("");
+  pid_t children[kProcesses];
+  for (int process = 0; process < kProcesses; ++process) {
+    children[process] = fork();
+    if (children[process] != 0) continue;
+    const ScopedRecorder recorder;
+    for (int entry = 0; entry < kEntries; ++entry) {
+      const std::string name = "p" + std::to_string(process) + "e" + std::to_string(entry);
+      SUrnResolver::RegisterURNAndSaveURNMapFile(name, "/" + name);
+    }
+    _exit(recorder.calls.empty() ? 0 : 1);
+  }
+  for (const pid_t child : children) EXPECT_TRUE(bix_test::WaitForChild(child));
+  const ScopedRecorder recorder;
+  SUrnResolver::RegisterURNsWithoutOptions();
+  for (int process = 0; process < kProcesses; ++process) {
+    for (int entry = 0; entry < kEntries; ++entry) {
+      const std::string name = "p" + std::to_string(process) + "e" + std::to_string(entry);
+      EXPECT_EQ("/" + name + "/", DirectoryOf(name));
+    }
+  }
+  EXPECT_TRUE(recorder.calls.empty());
+}
+
+TEST_F(UrnMapFaults, AReaderBesideAWriterFindsAWholeMap) {
+  const std::string texts[] = {"first:/" + std::string(5000, 'f') + "\n",
+                               "second:/" + std::string(9000, 's') + "\n"};
+  WriteMapFile(texts[0]);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const ScopedRecorder recorder;
+    for (int i = 1; i <= 40; ++i) SUrnResolver::RegisterURNsFromOptionString(texts[i % 2]);
+    _exit(recorder.calls.empty() ? 0 : 1);
+  }
+  int strange = 0;
+  for (int i = 0; i < 400; ++i) {
+    const std::string text = ReadWholeFile(MapFile());
+    if (text != texts[0] && text != texts[1]) ++strange;
+  }
+  EXPECT_EQ(0, strange);
+  EXPECT_TRUE(bix_test::WaitForChild(child));
+}
+
+// ---- no system calls ----
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kHasHeapOfItsOwn = true;
+#else
+constexpr bool kHasHeapOfItsOwn = false;
+#endif
+
+TEST_F(UrnMapFaults, ResolvingMakesNoSystemCall) {
+  if (kHasHeapOfItsOwn) GTEST_SKIP() << "the sanitizer's heap makes system calls of its own";
+  ASSERT_TRUE(SUrnResolver::RegisterUrn("dir", "/"));
+  const auto resolveAll = [] {
+    bix::SString path;
+    bix::SString name;
+    bix::SString rest;
+    SUrnResolver::SURNStatus status = SUrnResolver::URN_MALFORMED;
+    bool isRight = true;
+    for (int i = 0; i < 10; ++i) {
+      isRight = SUrnResolver::ResolveUrn("urn:Dir:a/b", path) && isRight;
+      isRight = SUrnResolver::ResolveUrn("urn:qvuser:a/../b", path, status) && isRight;
+      isRight = SUrnResolver::ResolveUrn("/a/b", path) && isRight;
+      isRight = !SUrnResolver::ResolveUrn("urn:malformed", path) && isRight;
+      SUrnResolver::DecodeURN("urn:QV:a", name, rest, status);
+      SUrnResolver::CreateUrn("/a/b", path);
+      isRight = SUrnResolver::IsUrnRegistered("dir") && isRight;
+    }
+    return isRight;
+  };
+  ASSERT_TRUE(resolveAll()) << "and the heap has room for it from now on";
+  EXPECT_EQ(0, bix_test::SignalOfChild([&resolveAll] {
+              // Any system call but read, write and exit ends the process.
+              if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0) std::abort();
+              const bool isRight = resolveAll();
+              syscall(SYS_exit, isRight ? 0 : 1);
+            }));
+  EXPECT_EQ(SIGKILL, bix_test::SignalOfChild([] {
+              if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0) std::abort();
+              (void)getpid();
+              (void)syscall(SYS_getpid);
+            }))
+      << "the test would notice one";
+}
+
 TEST_F(UrnMapFaults, TheFileIsNotInheritedByOtherPrograms) {
   SystemFaults faults;
   faults.WatchDescriptors();
   SUrnResolver::RegisterURNsFromOptionString(kOption);
-  SUrnResolver::RegisterURNAndSaveURNMapFile("new", "/other");
+  SUrnResolver::RegisterURNAndSaveURNMapFile("third", "/third");
   EXPECT_EQ(std::vector<std::string>(), faults.Inheritable());
 }
 
