@@ -8,56 +8,81 @@
 namespace bix {
 namespace impl {
 
-// The upper bits of a product with the golden ratio depend on all bits of the address, and addresses
-// at equal distances do not meet.
-std::size_t MarkerSet::HomeOf(const void* address) const {
+/// Where the mark of an address is: in the entry of this key, this bit.
+struct MarkerSet::Spot {
+  explicit Spot(const void* address) {
+    const std::uint64_t number = reinterpret_cast<std::uintptr_t>(address);
+    key = number >> 10 << 4 | (number & 15);
+    mark = std::uint64_t{1} << (number >> 4 & 63);
+  }
+
+  std::uint64_t key;
+  std::uint64_t mark;
+};
+
+// In two rounds, since keys often stand at equal distances: the upper bits of a product depend on
+// all bits of what is multiplied.
+std::size_t MarkerSet::HomeOf(std::uint64_t key) const {
   constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15u;
-  return static_cast<std::size_t>(
-      std::uint64_t{reinterpret_cast<std::uintptr_t>(address)} * kGoldenRatio >> m_shift);
+  const std::uint64_t hash = key * kGoldenRatio;
+  return static_cast<std::size_t>((hash ^ hash >> 32) * kGoldenRatio >> m_shift);
 }
 
-/// Where the address is, or the free place where it belongs.
-std::size_t MarkerSet::PlaceOf(const void* address) const {
-  std::size_t place = HomeOf(address);
-  while (m_places[place] != nullptr && m_places[place] != address) place = (place + 1) & m_mask;
+/// Where the entry is, or the free place where it belongs.
+std::size_t MarkerSet::PlaceOf(std::uint64_t key) const {
+  std::size_t place = HomeOf(key);
+  while (m_entries[place].marks != 0 && m_entries[place].key != key) place = (place + 1) & m_mask;
   return place;
 }
 
 bool MarkerSet::Insert(const void* address) {
-  if (address == nullptr) return std::exchange(m_hasNull, true);
-  if (m_places != nullptr && m_places[PlaceOf(address)] == address) return true;
-  if (m_places == nullptr || m_count * 2 > m_mask) Grow();
-  m_places[PlaceOf(address)] = address;
-  ++m_count;
-  return false;
+  const Spot spot(address);
+  if (m_entries == nullptr) Grow();
+  std::size_t place = PlaceOf(spot.key);
+  if (m_entries[place].marks == 0) {
+    if (m_count * 2 > m_mask) {
+      Grow();
+      place = PlaceOf(spot.key);
+    }
+    m_entries[place].key = spot.key;
+    ++m_count;
+  }
+  const bool wasMarked = (m_entries[place].marks & spot.mark) != 0;
+  m_entries[place].marks |= spot.mark;
+  return wasMarked;
 }
 
 void MarkerSet::Remove(const void* address) {
-  if (address == nullptr) m_hasNull = false;
-  if (address == nullptr || m_places == nullptr) return;
-  std::size_t hole = PlaceOf(address);
-  if (m_places[hole] == nullptr) return;
-  // What stands behind moves up where the hole would cut it off from its home.
-  for (std::size_t place = (hole + 1) & m_mask; m_places[place] != nullptr;
+  if (m_entries == nullptr) return;
+  const Spot spot(address);
+  const std::size_t place = PlaceOf(spot.key);
+  if ((m_entries[place].marks & spot.mark) == 0) return;
+  m_entries[place].marks &= ~spot.mark;
+  if (m_entries[place].marks == 0) RemoveEntry(place);
+}
+
+/// What stands behind the hole moves up where that would cut it off from its home.
+void MarkerSet::RemoveEntry(std::size_t hole) {
+  for (std::size_t place = (hole + 1) & m_mask; m_entries[place].marks != 0;
        place = (place + 1) & m_mask) {
-    if (((place - HomeOf(m_places[place])) & m_mask) < ((place - hole) & m_mask)) continue;
-    m_places[hole] = m_places[place];
+    if (((place - HomeOf(m_entries[place].key)) & m_mask) < ((place - hole) & m_mask)) continue;
+    m_entries[hole] = std::exchange(m_entries[place], Entry{});
     hole = place;
   }
-  m_places[hole] = nullptr;
   --m_count;
 }
 
 /// The set stays as it is when there is no memory.
 void MarkerSet::Grow() {
-  const std::size_t oldCount = m_places != nullptr ? m_mask + 1 : 0;
-  const std::size_t count = oldCount != 0 ? oldCount * 2 : 16;
-  std::unique_ptr<const void*[]> old(new const void*[count]());
-  old.swap(m_places);
+  constexpr unsigned kFirstBits = 4;
+  const std::size_t oldCount = m_entries != nullptr ? m_mask + 1 : 0;
+  const std::size_t count = oldCount != 0 ? oldCount * 2 : std::size_t{1} << kFirstBits;
+  std::unique_ptr<Entry[]> old(new Entry[count]());
+  old.swap(m_entries);
   m_mask = count - 1;
-  m_shift = oldCount != 0 ? m_shift - 1 : 64 - 4;
+  m_shift = oldCount != 0 ? m_shift - 1 : 64 - kFirstBits;
   for (std::size_t i = 0; i < oldCount; ++i)
-    if (old[i] != nullptr) m_places[PlaceOf(old[i])] = old[i];
+    if (old[i].marks != 0) m_entries[PlaceOf(old[i].key)] = old[i];
 }
 
 MarkerStorage::~MarkerStorage() {
