@@ -4,24 +4,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 
 #include <sys/stat.h>
 
 #include "paths/canonicalize.h"
+#include "support/scoped_text.h"
 
 namespace bix {
 namespace {
 
 // Text of so many bytes or more is no path.
 constexpr std::size_t kPathLimit = 1024;
-
-struct FreeText {
-  void operator()(char* text) const { std::free(text); }
-};
-using ScopedMalloc = std::unique_ptr<char, FreeText>;
 
 /// Canonicalises a text that is absolute.
 void Canonicalize(std::string& path) {
@@ -168,7 +163,7 @@ void SPathName::MakeAbsolutePath() {
   // COMPAT(absolute-by-slash): only a leading "/" counts here, so "C:/x" and "urn:a:b" get the
   // working directory in front. With a base they stay as they are.
   // Test: PathNameAbsoluteCompat.OnlyALeadingSlashCountsWithoutABase
-  *this = ScopedMalloc(full_path_name(filename_expand(c_str()))).get();
+  *this = impl::ScopedText(full_path_name(filename_expand(c_str()))).get();
 }
 
 void SPathName::MakeAbsolutePath(const SPathName& base) {
@@ -182,7 +177,7 @@ void SPathName::MakeAbsolutePath(const SPathName& base) {
     *this = expanded.c_str();
     return;
   }
-  std::string text = ScopedMalloc(full_path_name(filename_expand(base.c_str()))).get();
+  std::string text = impl::ScopedText(full_path_name(filename_expand(base.c_str()))).get();
   // COMPAT(base-is-a-file): the base's last component goes, unless a separator ends it.
   // Test: PathNameAbsoluteCompat.TheBaseIsAFile
   // CHOICE(base-separator): the later of both separators counts, which the value of a variable may
@@ -199,11 +194,11 @@ void SPathName::MakeAbsolutePath(const SPathName& base) {
 }
 
 void SPathName::MakeRelativePath(const SPathName& base) {
-  const ScopedMalloc target(full_path_name(c_str()));
-  const ScopedMalloc from(full_path_name(base.c_str()));
+  const impl::ScopedText target(full_path_name(c_str()));
+  const impl::ScopedText from(full_path_name(base.c_str()));
   // COMPAT(relative-raw): neither side is expanded or canonicalised before.
   // Test: PathNameRelativeCompat.NeitherSideIsExpandedOrCanonicalised
-  *this = ScopedMalloc(get_rel_path(target.get(), from.get())).get();
+  *this = impl::ScopedText(get_rel_path(target.get(), from.get())).get();
 }
 
 bool SPathName::CreateDirectoryA() {

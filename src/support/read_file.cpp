@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <ctime>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>

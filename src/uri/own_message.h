@@ -11,8 +11,10 @@
 
 namespace bix::impl {
 
-/// The printf-style text `id` of the library with the values filled in; "" when there is no such
-/// text, which is reported.
+/// The printf-style text `id` of the library with the values filled in.
+// CHOICE(own-message-missing): where the library has no texts, the look-up reports that, and the
+// message itself is empty: one that goes to the error channel is an empty line.
+// Test: UrnMessage.IsAnEmptyLineWithoutTheLibrarysTexts
 template <class... Values>
 SString OwnMessage(OwnText id, const Values&... values) {
   // COMPAT(own-module-for-messages): the library's own module is the current one only here, and the

@@ -1,17 +1,18 @@
 #include "bix/urn.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <sys/stat.h>
 
+#include "bix/diagnostics.h"
 #include "bix/pathname.h"
 #include "paths/canonicalize.h"
+#include "support/scoped_text.h"
 #include "uri/own_message.h"
 #include "uri/urn_map.h"
 #include "uri/urn_map_file.h"
@@ -30,8 +31,8 @@ bool BeginsWith(const char* text, std::string_view start) {
   return text != nullptr && std::strncmp(text, start.data(), start.size()) == 0;
 }
 
-/// The parts of a URN, NAME in small letters and REST as a part of `urn` that goes to its end.
-Status Split(const SString& urn, SString& name, const char*& rest) {
+/// The parts of a URN: NAME in small letters, and where in `urn` REST begins, which goes to its end.
+Status Split(const SString& urn, SString& name, std::size_t& rest) {
   // COMPAT(urn-prefix-case): "URN:" begins no URN, while NAME may be written in any letters.
   // Test: UrnDecodeCompat.OnlyTheNameMayHaveCapitals
   if (!BixIsAUrn(urn.c_str())) return SUrnResolver::URN_NOT_A_URN;
@@ -44,7 +45,7 @@ Status Split(const SString& urn, SString& name, const char*& rest) {
   // the moment; in a UTF-8 locale only those of ASCII are concerned.
   // Test: UrnDecode.SmallLettersAreThoseOfTheLocale
   name.MakeLower();
-  rest = urn.c_str() + colon + 1;
+  rest = colon + 1;
   return SUrnResolver::URN_OK;
 }
 
@@ -52,10 +53,6 @@ void RegisterFromFile(const SPathName& file) {
   impl::SetUrnMapVariable(file);
   impl::BuildUrnMap(impl::Urns());
 }
-
-struct FreeText {
-  void operator()(char* text) const { std::free(text); }
-};
 
 /// A path against the working directory, which is asked for once.
 class FullPaths {
@@ -69,7 +66,7 @@ class FullPaths {
     }
     return full;
   }
-  /// What of the full path lies below `directory`, which has no "\\"; nothing when it lies elsewhere.
+  /// What of the full path lies below `directory`, which has no "\"; nothing when it lies elsewhere.
   std::optional<std::string_view> Below(std::string_view full, std::string_view directory) {
     if (directory.substr(0, 1) != "/") {
       const std::string start = Of("");
@@ -82,8 +79,7 @@ class FullPaths {
 
  private:
   const std::string& WorkingDirectory() {
-    if (m_workingDirectory.empty())
-      m_workingDirectory = std::unique_ptr<char, FreeText>(full_path_name("")).get();
+    if (m_workingDirectory.empty()) m_workingDirectory = impl::ScopedText(full_path_name("")).get();
     return m_workingDirectory;
   }
 
@@ -165,22 +161,18 @@ bool SUrnResolver::CanUrnBeOverridden(const SString& entry) {
 
 void SUrnResolver::DecodeURN(const SString& urn, SString& name, SString& rest, SURNStatus& status) {
   SString decodedName;
-  const char* decodedRest = "";
-  status = Split(urn, decodedName, decodedRest);
-  // The arguments may be the same text.
-  SString restText =
-      status == URN_OK
-          ? std::string(decodedRest,
-                        urn.size() - static_cast<std::size_t>(decodedRest - urn.c_str()))
-          : std::string();
+  std::size_t restAt = urn.size();
+  status = Split(urn, decodedName, restAt);
+  // Both are made before one is assigned: the arguments may be the same text.
+  SString decodedRest = urn.substr(restAt);
   name = std::move(decodedName);
-  rest = std::move(restText);
+  rest = std::move(decodedRest);
 }
 
 bool SUrnResolver::ResolveUrn(const SString& urn, SString& path, SURNStatus& status) {
   SString name;
-  const char* rest = "";
-  status = Split(urn, name, rest);
+  std::size_t restAt = 0;
+  status = Split(urn, name, restAt);
   if (status != URN_OK) {
     path = urn;
     return status == URN_NOT_A_URN;
@@ -195,7 +187,7 @@ bool SUrnResolver::ResolveUrn(const SString& urn, SString& path, SURNStatus& sta
   // COMPAT(urn-joined-raw): the two are joined as they are: steps back in REST stay, and so does a
   // "/" at its start. Test: UrnResolveCompat.TheJoinedTextIsNotFolded
   SPathName resolved(*directory);
-  resolved.append(SPathName(rest));
+  resolved.append(SPathName(urn.c_str() + restAt));
   // COMPAT(urn-path-as-text): also a path is given the text as it is, without normalising it.
   // Test: UrnResolveCompat.APathArgumentIsNotNormalised
   path = std::string(std::move(resolved));
@@ -213,9 +205,9 @@ void SUrnResolver::CreateUrn(const SString& path, SString& urn) {
   if (text.empty() || BixIsAUrn(text.c_str()) || BixIsAHalderUri(text.c_str()) ||
       BixIsAOXUri(text.c_str()))
     return;
-  // CHOICE(urn-overlong-path): a path that is too long for a path name stays as it is, and so does
-  // one whose REST would be: that would be empty, and the URN that of a directory.
-  // Test: UrnCreate.AnOverlongPathStays
+  // CHOICE(urn-overlong-path): what is no path name, for it is too long or all of it folds away, stays
+  // as it is, and so does a path whose REST would be: an empty text would be the working directory,
+  // or the directory of the entry. Test: UrnCreate.AnOverlongPathStays
   const SPathName target(text);
   if (target.empty()) return;
   FullPaths paths;
@@ -270,7 +262,7 @@ bool SUrnResolver::DoesUrnTargetExist(const SString& name, const SString& target
       SFmt text(BixhDllInstance, impl::kMsgUrnTargetNotFoundBecause);
       // CHOICE(urn-target-as-given): the user is shown the target as it was given, with its "/".
       // Test: UrnTarget.AMissingOneIsReportedAsItWasGiven
-      text << name << target << std::strerror(error);
+      text << name << target << bix_strerror(error);
       bixerr << text << endl << flush;
     }
     return false;

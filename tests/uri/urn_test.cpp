@@ -668,6 +668,7 @@ TEST_F(UrnCreate, AnOverlongPathStays) {
   EXPECT_EQ(longest + "x", UrnOf(longest + "x"));
   const TempDirectory here;
   const ScopedWorkingDirectory working(here.Path());
+  EXPECT_EQ("/base/..", UrnOf("/base/..")) << "this is all folded away";
   const std::string relative(1023, 'x');
   EXPECT_EQ(relative, UrnOf(relative)) << "too long with the working directory in front";
 }
@@ -888,6 +889,21 @@ TEST_F(UrnMessageCompat, TheHostsModuleIsPutBack) {
   EXPECT_EQ(module, bix::BixGetResourceHandle());
   bix::BixhDllInstance = own;
   bix::BixSetResourceHandle(before);
+}
+
+TEST_F(UrnMessage, IsAnEmptyLineWithoutTheLibrarysTexts) {
+  HINSTANCE const own = bix::BixhDllInstance;
+  int without = 0;
+  bix::BixhDllInstance = bix::GetDllHandle(reinterpret_cast<HINSTANCE>(&without));
+  const ScopedRecorder recorder;
+  SString path = "old";
+  const bool isResolved = SUrnResolver::ResolveUrn("urn:nosuch:x", path);
+  bix::BixhDllInstance = own;
+  EXPECT_FALSE(isResolved);
+  EXPECT_EQ("urn:nosuch:x", path);
+  ASSERT_EQ(2u, recorder.messages.size());
+  EXPECT_NE(std::string::npos, recorder.messages[0].find(", 13): handle not found\n"));
+  EXPECT_EQ("\n", recorder.messages[1]);
 }
 
 TEST_F(UrnMessage, ValuesMayHoldPercentSigns) {

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/seccomp.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -115,6 +116,24 @@ TEST_F(UrnMapFaults, AFailedOpenKeepsTheOldFile) {
     EXPECT_EQ("/old/", DirectoryOf("old"));
   }
   EXPECT_EQ(2, failed) << testing::PrintToString(calls);
+}
+
+TEST_F(UrnMapFaults, AWriterThatDoesNotEndIsNotWaitedForWithoutLimit) {
+  const int directory =
+      open((home / "Kestrane/Shared").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_LE(0, directory);
+  ASSERT_EQ(0, flock(directory, LOCK_EX));
+  const ScopedRecorder recorder;
+  {
+    SystemFaults faults;
+    faults.SkipPauses();
+    SUrnResolver::RegisterURNAndSaveURNMapFile("new", "/new");
+    SUrnResolver::RegisterURNsFromOptionString(kOption);
+    EXPECT_LT(0, faults.SkippedSeconds());
+  }
+  close(directory);
+  EXPECT_EQ((Messages{CannotOpen(), CannotOpen()}), recorder.messages);
+  EXPECT_EQ(kOld, ReadWholeFile(MapFile()));
 }
 
 TEST_F(UrnMapFaults, WritesThatAreCutShortAreContinued) {
