@@ -62,7 +62,7 @@ void Title(const char* text) { std::printf("\n== %s\n\n", text); }
 void Print(const std::string& line) { std::printf("    %s\n", s_home->InShort(line).c_str()); }
 
 /// Shows among the program's own output what the library reports.
-class ShownReports : public qv::IMessageOutputHandler {
+class ShownReports final : public qv::IMessageOutputHandler {
  public:
   ShownReports() { bix::bixerr.PushOutput(this); }
   ShownReports(const ShownReports&) = delete;
@@ -119,7 +119,7 @@ void ShowUrn(const std::string& path) {
 
 // What an add-in brings: an archive that exists in memory only. Its locations are "halder:<name>".
 
-class ArchiveScheme : public bix::SUriScheme {
+class ArchiveScheme final : public bix::SUriScheme {
  public:
   std::istream* OpenRead(bix::SVector<SString>& errors, const SString& uri) override {
     const auto entry = m_entries.find(uri.substr(kPrefixLength));

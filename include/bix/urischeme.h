@@ -14,7 +14,7 @@
 ///
 /// A scheme of an add-in:
 ///
-///   class ArchiveScheme : public bix::SUriScheme { ... };
+///   class ArchiveScheme final : public bix::SUriScheme { ... };
 ///   ArchiveScheme s_archive;
 ///   bix::SUriSchemeManager::Register(s_archive);      // when the add-in is loaded
 ///   bix::SUriSchemeManager::UnRegister(s_archive);    // before it is unloaded
@@ -123,7 +123,7 @@ class BIX_EXPORT SUriSchemeManager {
   using SSelectSchemeDialog = SUriScheme* (*)(const std::list<SUriScheme*>& candidates);
 
   /// Adds a scheme behind all others, so that it is asked before them. One that is registered
-  /// already stays where it is.
+  /// already stays where it is, and `SUri` is not taken.
   ///
   /// Owner: the scheme is borrowed until UnRegister.
   static void Register(SUriScheme& scheme);

@@ -12,7 +12,7 @@ namespace bix::impl {
 
 /// Resolves URNs and hands each request to the scheme that gets it. One object, not registered, known
 /// to hosts as `SUri`.
-class CCompositeScheme : public SUriScheme {
+class CCompositeScheme final : public SUriScheme {
  public:
   std::istream* OpenRead(SVector<SString>& errors, const SString& uri) override;
   std::ostream* OpenWrite(SVector<SString>& errors, const SString& uri) override;

@@ -11,7 +11,7 @@
 namespace bix::impl {
 
 /// Opens every location that is not a URI as a file. One object, the first scheme registered.
-class SDefaultFileScheme : public SUriScheme {
+class SDefaultFileScheme final : public SUriScheme {
  public:
   std::istream* OpenRead(SVector<SString>& errors, const SString& path) override;
   std::ostream* OpenWrite(SVector<SString>& errors, const SString& path) override;

@@ -38,6 +38,9 @@ SUriScheme* FindLast(const Fits& fits) {
 }  // namespace
 
 void SUriSchemeManager::Register(SUriScheme& scheme) {
+  // CHOICE(composite-not-registered): the composite would ask itself, without end.
+  // Test: UriSchemes.TheCompositeIsNoneOfThem
+  if (&scheme == &SUri) return;
   if (s_schemes == nullptr) s_schemes = new std::vector<SUriScheme*>;
   // COMPAT(scheme-registered-twice): registering again does not move a scheme behind the others.
   // Test: UriSchemesCompat.RegisteringAgainDoesNotMoveAScheme

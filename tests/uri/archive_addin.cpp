@@ -14,7 +14,7 @@ using bix::SString;
 
 constexpr char kMount[] = "/halder/";
 
-class ArchiveScheme : public bix::SUriScheme {
+class ArchiveScheme final : public bix::SUriScheme {
  public:
   std::istream* OpenRead(bix::SVector<SString>& errors, const SString& uri) override {
     const auto entry = m_entries.find(NameOf(uri));

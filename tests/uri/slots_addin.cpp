@@ -53,7 +53,7 @@ using bix::Texts;
 std::string s_log;
 
 /// Notes the number of each slot that is called, and the location it is given.
-class SlotScheme : public bix::SUriScheme {
+class SlotScheme final : public bix::SUriScheme {
  public:
   SlotScheme() { bix::SUriSchemeManager::Register(*this); }
   SlotScheme(const SlotScheme&) = delete;

@@ -157,6 +157,13 @@ TEST(UriSchemes, UnregisteringAnUnknownSchemeIsIgnored) {
   EXPECT_EQ("from registered [registered reads]", Read("zz:a"));
 }
 
+TEST(UriSchemes, TheCompositeIsNoneOfThem) {
+  SUriSchemeManager::Register(SUri);
+  EXPECT_EQ(3, SUri.GetCapabilities());
+  EXPECT_FALSE(SUri.CanHandle("zz:a"));
+  SUriSchemeManager::UnRegister(SUri);
+}
+
 TEST(UriSchemes, MayLeaveWhileTheyAreAsked) {
   class Leaving : public RecordingScheme {
    public:
@@ -173,6 +180,8 @@ TEST(UriSchemes, MayLeaveWhileTheyAreAsked) {
   RecordingScheme last("last", "yy:", kReadWrite);
   leaving.m_leaving = {&leaving, &second, &last};
   EXPECT_EQ("from first [first reads]", Read("zz:a"));
+  EXPECT_EQ("CanHandle(zz:a)", last.TakeCalls()) << "before it left";
+  EXPECT_EQ("", second.TakeCalls());
 }
 
 TEST(UriSchemes, MayUseTheCompositeThemselves) {
