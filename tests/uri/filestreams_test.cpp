@@ -570,6 +570,33 @@ TEST(FileStreams, ABufferReadsOrWritesNeverBoth) {
   EXPECT_EQ('y', buffer.sputc('y'));
   buffer.WritePending();
   EXPECT_EQ("xy", ReadWholeFile(file));
+  buffer.OpenRead(file);
+  EXPECT_EQ('x', buffer.sbumpc());
+  EXPECT_EQ(kEnd, buffer.sputc('z'));
+  EXPECT_EQ('y', buffer.sbumpc());
+}
+
+TEST(FileStreams, NothingIsReadOrWrittenAfterClosing) {
+  const TempDirectory directory;
+  const std::string file = directory / "file";
+  SFile2OstreamAdapter out;
+  out.open(file, 0);
+  out << "text";
+  out.close();
+  EXPECT_EQ(kEnd, out.rdbuf()->sputc('x'));
+  EXPECT_EQ(0, out.rdbuf()->sputn("yz", 2));
+  WriteWholeFile(file, Content(40000));
+  SFile2IstreamAdapter in;
+  in.open(file, 0);
+  std::string bytes(32768, '\0');
+  in.read(bytes.data(), 20000);
+  in.close();
+  EXPECT_EQ(kEnd, in.rdbuf()->sbumpc());
+  EXPECT_EQ(kEnd, in.rdbuf()->sungetc());
+  in.open(file, 0);
+  in.read(bytes.data(), 32768);
+  in.close();
+  EXPECT_EQ(kEnd, in.rdbuf()->sungetc());
 }
 
 TEST(FileStreams, DescriptorsGoWithTheFile) {
