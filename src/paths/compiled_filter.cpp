@@ -111,27 +111,36 @@ bool CompiledFilter::Matches(const char* name) const {
   return m_stars ? m_stars->Matches(name) : m_expression->MatchesWhole(name);
 }
 
-FilterCache::~FilterCache() {
-  for (std::atomic<CompiledFilter*>& place : m_places) delete place.exchange(nullptr);
-}
-
-std::atomic<CompiledFilter*>& FilterCache::PlaceOf(const char* filter) {
+FilterCache::Use::Use(FilterCache& cache, const char* filter) : m_filter(filter) {
   std::uint32_t hash = 0;
-  for (; *filter != 0; ++filter) hash = hash * 33 + static_cast<unsigned char>(*filter);
-  return m_places[(hash ^ (hash >> 15)) % kPlaces];
+  for (const char* c = filter; *c != 0; ++c) hash = hash * 33 + static_cast<unsigned char>(*c);
+  m_place = &cache.m_places[(hash ^ (hash >> 15)) % kPlaces];
+  if (m_place->isInUse.exchange(true, std::memory_order_acquire)) m_place = nullptr;
 }
 
-std::unique_ptr<CompiledFilter> FilterCache::Take(const char* filter) {
-  std::atomic<CompiledFilter*>& place = PlaceOf(filter);
-  if (place.load(std::memory_order_relaxed) == nullptr) return nullptr;
-  std::unique_ptr<CompiledFilter> taken(place.exchange(nullptr, std::memory_order_acquire));
-  if (taken != nullptr && taken->Filter() == filter) return taken;
-  return nullptr;  // the one that has the place is not wanted any more
+FilterCache::Use::~Use() {
+  if (m_place != nullptr) m_place->isInUse.store(false, std::memory_order_release);
 }
 
-void FilterCache::Put(std::unique_ptr<CompiledFilter> filter) {
-  std::atomic<CompiledFilter*>& place = PlaceOf(filter->Filter().c_str());
-  delete place.exchange(filter.release(), std::memory_order_acq_rel);
+const CompiledFilter* FilterCache::Use::Find() const {
+  if (m_place == nullptr || m_place->filter == nullptr) return nullptr;
+  return m_place->filter->Filter() == m_filter ? m_place->filter : nullptr;
+}
+
+const CompiledFilter* FilterCache::Use::Keep(std::unique_ptr<CompiledFilter> filter) {
+  if (m_place == nullptr) {
+    m_own = std::move(filter);
+    return m_own.get();
+  }
+  delete m_place->filter;
+  return m_place->filter = filter.release();  // the cache's from here
+}
+
+FilterCache::~FilterCache() {
+  for (Place& place : m_places) {
+    delete place.filter;
+    place.filter = nullptr;
+  }
 }
 
 }  // namespace bix::impl

@@ -52,26 +52,46 @@ class CompiledFilter {
   std::optional<Regex> m_expression;  // when the filter holds more than text and stars
 };
 
-/// The filters used last. A thread takes a filter out for as long as it uses it, so that there is
-/// neither a lock nor waiting: another thread that wants the same one meanwhile makes its own.
+/// The filters used last, each in the place of its text. A thread has a place to itself for as long
+/// as it uses the filter; nobody waits for it: who finds a place in use works without it.
 class FilterCache {
+  struct Place;
+
  public:
+  /// A place of the cache in use, or none.
+  class Use {
+   public:
+    Use(FilterCache& cache, const char* filter);
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+    ~Use();
+
+    /// The compiled form of the filter, or null when it is not there.
+    const CompiledFilter* Find() const;
+    /// Keeps a filter instead of the one that has the place, or only for this use.
+    /// Owner: owned by the cache or by this, valid until this ends.
+    const CompiledFilter* Keep(std::unique_ptr<CompiledFilter> filter);
+
+   private:
+    const char* const m_filter;
+    Place* m_place;                         // null when another thread uses it
+    std::unique_ptr<CompiledFilter> m_own;  // without a place
+  };
+
   constexpr FilterCache() = default;
   FilterCache(const FilterCache&) = delete;
   FilterCache& operator=(const FilterCache&) = delete;
   ~FilterCache();
 
-  /// The compiled form of `filter`, or null.
-  std::unique_ptr<CompiledFilter> Take(const char* filter);
-  /// Keeps a filter for the next who wants it, until another one needs the place.
-  void Put(std::unique_ptr<CompiledFilter> filter);
-
  private:
   static constexpr std::size_t kPlaces = 16;
 
-  std::atomic<CompiledFilter*>& PlaceOf(const char* filter);
+  struct Place {
+    std::atomic<bool> isInUse = false;
+    CompiledFilter* filter = nullptr;  // owned
+  };
 
-  std::array<std::atomic<CompiledFilter*>, kPlaces> m_places{};  // owned
+  std::array<Place, kPlaces> m_places{};
 };
 
 /// The one cache of the process. Defined with all objects of process lifetime.

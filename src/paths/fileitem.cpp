@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <functional>
 #include <string_view>
-#include <unordered_set>
 #include <utility>
 
 #include <fcntl.h>
@@ -18,27 +19,75 @@
 
 namespace bix {
 
-/// A list of items that takes none twice.
+/// A list of items that takes none twice, and not the directory of the pattern and the one above.
+/// As long as each path comes behind the one before it, byte by byte, the first needs no more than
+/// a look at the last; most locales sort so.
 class impl::FileItemList {
  public:
-  /// Prepares for `count` further items, so that all stay where they are.
-  FileItemList(std::vector<BixFileItem>& items, std::size_t count) : m_items(items) {
-    const std::size_t needed = items.size() + count;
+  /// Prepares for `count` further items.
+  FileItemList(std::vector<BixFileItem>& items, std::size_t count, const SPathName& pattern)
+      : m_items(items),
+        m_itself(pattern.GetDirectory()),
+        m_above(m_itself),
+        m_needed(items.size() + count),
+        m_isAscending(items.empty()) {
+    // Both get into normal form, as the matches: what leads to the directory above has no ".." at
+    // its end any more.
+    m_itself.AddPathElement(".");
+    m_above.AddPathElement("..");
     // A list that grows with call after call is not moved by each of them.
-    if (needed > items.capacity()) items.reserve(std::max(needed, 2 * items.capacity()));
-    m_paths.reserve(needed);
-    for (const BixFileItem& item : items) m_paths.insert(item.m_path);
+    if (m_needed > items.capacity()) items.reserve(std::max(m_needed, 2 * items.capacity()));
   }
 
-  void Append(SPathName path) {
-    if (m_paths.find(path) != m_paths.end()) return;
-    m_items.emplace_back(std::move(path));
-    m_paths.insert(m_items.back().m_path);
+  void Append(const char* match) {
+    const SPathName& path = m_items.emplace_back(match).m_path;
+    if (path == m_itself || path == m_above || !IsNew()) m_items.pop_back();
   }
 
  private:
+  struct Place {
+    std::uint32_t hash = 0;
+    std::uint32_t item = 0;  // its number, counted from 1; 0 for a free place
+  };
+
+  /// Whether the path of the last item is not that of another one.
+  bool IsNew() {
+    const std::size_t last = m_items.size() - 1;
+    m_isAscending =
+        m_isAscending && (last == 0 || m_items[last - 1].m_path.compare(m_items[last].m_path) < 0);
+    if (m_isAscending) return true;
+    if (m_places.empty()) EnterAll();
+    return Enter(last);
+  }
+
+  /// Makes the places, for all items but the last.
+  void EnterAll() {
+    std::size_t size = 16;
+    while (size < 2 * m_needed) size *= 2;
+    m_places.resize(size);
+    for (std::size_t i = 0; i + 1 < m_items.size(); ++i) Enter(i);
+  }
+
+  /// Whether no item of the same path has a place yet; then this one has.
+  bool Enter(std::size_t index) {
+    const SPathName& path = m_items[index].m_path;
+    const auto hash = static_cast<std::uint32_t>(std::hash<std::string_view>()(path));
+    for (std::size_t at = hash;; ++at) {
+      Place& place = m_places[at & (m_places.size() - 1)];
+      if (place.item == 0) {
+        place = {hash, static_cast<std::uint32_t>(index + 1)};
+        return true;
+      }
+      if (place.hash == hash && m_items[place.item - 1].m_path == path) return false;
+    }
+  }
+
   std::vector<BixFileItem>& m_items;
-  std::unordered_set<std::string_view> m_paths;  // of the items
+  SPathName m_itself;
+  SPathName m_above;
+  const std::size_t m_needed;
+  bool m_isAscending;
+  std::vector<Place> m_places;  // a power of two, at most half of it taken; made when it is needed
 };
 
 namespace {
@@ -56,22 +105,21 @@ class Matches {
 
   int Result() const { return m_result; }
   int Error() const { return m_error; }
-  char** begin() const { return m_matches.gl_pathv; }
-  char** end() const { return m_matches.gl_pathv + m_matches.gl_pathc; }
   std::size_t Count() const { return m_matches.gl_pathc; }
+
+  /// The text of a match, which is asked for in turn: those that follow are fetched meanwhile, for
+  /// sorting has scattered them.
+  const char* Text(std::size_t index) const {
+    constexpr std::size_t kAhead = 8;
+    if (index + kAhead < Count()) __builtin_prefetch(m_matches.gl_pathv[index + kAhead]);
+    return m_matches.gl_pathv[index];
+  }
 
  private:
   glob_t m_matches{};
   int m_result;
   int m_error;
 };
-
-/// The directory of the pattern with one more element.
-SPathName InDirectoryOf(const SPathName& pattern, const char* element) {
-  SPathName path = pattern.GetDirectory();
-  path.AddPathElement(element);
-  return path;
-}
 
 void ReportFailure(const Matches& matches, const SPathName& pattern) {
   if (matches.Result() == GLOB_NOMATCH) return;
@@ -106,19 +154,10 @@ void BixFileItem::GetFiles(SPathName pattern, std::vector<BixFileItem>& items) {
   (void)SUrnResolver::ResolveUrn(pattern, absolute);
   absolute.MakeAbsolutePath();
 
-  // Both are in normal form, as the matches that are compared with them: what leads to the
-  // directory above has no ".." at its end any more.
-  const SPathName itself = InDirectoryOf(absolute, ".");
-  const SPathName above = InDirectoryOf(absolute, "..");
-
   const Matches matches(absolute.c_str());
   if (matches.Result() != 0) return ReportFailure(matches, absolute);
-  impl::FileItemList list(items, matches.Count());
-  for (const char* const match : matches) {
-    SPathName path = match;
-    if (path == itself || path == above) continue;
-    list.Append(std::move(path));
-  }
+  impl::FileItemList list(items, matches.Count(), absolute);
+  for (std::size_t i = 0; i < matches.Count(); ++i) list.Append(matches.Text(i));
 }
 
 void BixFileItem::GetFilesList(std::vector<BixFileItem>& items) {

@@ -11,22 +11,23 @@ namespace {
 
 using impl::CompiledFilter;
 
-/// Takes or makes the filter, uses it and keeps it. The texts may lie in `error`, which therefore
-/// changes last.
-template <class Use>
-bool WithFilter(const char* pattern, SString& error, Use use) {
+/// Finds or makes the filter, and asks it. The texts may lie in `error`, which therefore changes
+/// last.
+template <class Ask>
+bool WithFilter(const char* pattern, SString& error, Ask ask) {
   try {
-    std::unique_ptr<CompiledFilter> filter = impl::Filters().Take(pattern);
+    impl::FilterCache::Use use(impl::Filters(), pattern);
+    const CompiledFilter* filter = use.Find();
     if (filter == nullptr) {
       SString reason;
-      filter = CompiledFilter::Compile(pattern, reason);
-      if (filter == nullptr) {
+      std::unique_ptr<CompiledFilter> made = CompiledFilter::Compile(pattern, reason);
+      if (made == nullptr) {
         error = std::move(reason);
         return false;
       }
+      filter = use.Keep(std::move(made));
     }
-    const bool result = use(*filter);
-    impl::Filters().Put(std::move(filter));
+    const bool result = ask(*filter);
     error.clear();
     return result;
   } catch (const std::exception& failure) {

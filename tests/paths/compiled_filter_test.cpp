@@ -94,26 +94,45 @@ TEST(Regex, MatchesTheWholeTextOnly) {
   EXPECT_EQ("", Regex("()").Error());
 }
 
+TEST(FilterCache, KeepsAFilterForTheNextUse) {
+  FilterCache cache;
+  SString error;
+  const CompiledFilter* kept = nullptr;
+  {
+    FilterCache::Use use(cache, "a*");
+    EXPECT_EQ(nullptr, use.Find());
+    kept = use.Keep(CompiledFilter::Compile("a*", error));
+    EXPECT_EQ("a*", kept->Filter());
+    EXPECT_EQ(kept, use.Find());
+  }
+  FilterCache::Use use(cache, "a*");
+  EXPECT_EQ(kept, use.Find());
+}
+
 TEST(FilterCache, GivesAFilterToOneAtATime) {
   FilterCache cache;
   SString error;
-  EXPECT_EQ(nullptr, cache.Take("a*"));
-  std::unique_ptr<CompiledFilter> made = CompiledFilter::Compile("a*", error);
-  const CompiledFilter* const filter = made.get();
-  cache.Put(std::move(made));
-  std::unique_ptr<CompiledFilter> taken = cache.Take("a*");
-  EXPECT_EQ(filter, taken.get());
-  EXPECT_EQ(nullptr, cache.Take("a*"));
-  cache.Put(CompiledFilter::Compile("a*", error));
-  cache.Put(std::move(taken));
-  EXPECT_EQ(filter, cache.Take("a*").get());
+  const CompiledFilter* kept = nullptr;
+  {
+    FilterCache::Use first(cache, "a*");
+    kept = first.Keep(CompiledFilter::Compile("a*", error));
+    FilterCache::Use second(cache, "a*");
+    EXPECT_EQ(nullptr, second.Find());
+    const CompiledFilter* const own = second.Keep(CompiledFilter::Compile("a*", error));
+    EXPECT_NE(kept, own);
+    EXPECT_TRUE(own->Matches("ab"));
+  }
+  FilterCache::Use use(cache, "a*");
+  EXPECT_EQ(kept, use.Find());
 }
 
 TEST(FilterCache, KeepsSeveralFilters) {
   FilterCache cache;
   SString error;
-  for (const char* filter : {"*.tot", "*.x"}) cache.Put(CompiledFilter::Compile(filter, error));
-  for (const char* filter : {"*.tot", "*.x"}) EXPECT_NE(nullptr, cache.Take(filter)) << filter;
+  for (const char* filter : {"*.tot", "*.x"})
+    FilterCache::Use(cache, filter).Keep(CompiledFilter::Compile(filter, error));
+  for (const char* filter : {"*.tot", "*.x"})
+    EXPECT_NE(nullptr, FilterCache::Use(cache, filter).Find()) << filter;
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ TEST(GlobFilterWithoutMemory, NothingThrowsWhicheverAllocationFails) {
     std::size_t failures = 0;
     for (std::size_t number = 1; !hasWorked; ++number) {
       ASSERT_LT(number, 1000u);
-      bix::impl::Filters().Take(filter).reset();
+      bix::impl::FilterCache::Use(bix::impl::Filters(), filter).Keep(nullptr);
       SString error;
       bool isValid = false;
       s_failingAllocation = number;
