@@ -122,14 +122,16 @@ BIX_EXPORT void ThrowJavaAPIErrorException(JNIEnv* env, const std::string& messa
 BIX_EXPORT void ThrowNativeErrorToJava(JNIEnv* env) noexcept;
 
 /// Runs the body of a native method, out of which no native exception may go: Java's machine would
-/// end the process. One that does becomes an APIError, and the result is null, 0 or nothing.
+/// end the process. One that does becomes an APIError, and the result is null, 0 or nothing. That a
+/// thread is being cancelled is no exception.
 template <class Function>
+__attribute__((no_sanitize("null")))  // there is no object behind the reference to __forced_unwind
 auto CallNative(JNIEnv* env, Function&& function) -> std::invoke_result_t<Function> {
   using Result = std::invoke_result_t<Function>;
   try {
     return std::forward<Function>(function)();
   } catch (abi::__forced_unwind&) {
-    throw;  // the thread is being cancelled
+    throw;
   } catch (...) {
     ThrowNativeErrorToJava(env);
   }

@@ -25,6 +25,10 @@ SetAsideException::~SetAsideException() {
 // CHOICE(java-missing-is-silent): what cannot be found leaves no exception, neither that of the
 // search nor that of a class which cannot be initialised; the result alone says it. The next call to
 // Java is legal then. Test: JavaFaults.WhatIsMissingLeavesNoException
+//
+// CHOICE(java-nothing-kept): classes, methods and fields are looked up at each call. What is found
+// depends on the class loader of the caller, and keeping it would keep its classes from being
+// unloaded. Test: JavaFaults.ClassesAreLookedUpAtEachCall
 jclass FindJavaClass(JNIEnv* env, const char* className) {
   if (className == nullptr) return nullptr;
   jclass const found = env->FindClass(className);

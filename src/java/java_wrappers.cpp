@@ -138,6 +138,9 @@ jobject CreateNewWrappingJavaObject(JNIEnv* env, const char* className, qv::IUnk
   // that no other thread makes a second one.
   // Test: JavaStepsCompat.WrappingLocksAroundTheConstructorAndReleasesBehind
   const LockedMutex locked(tables.wrappersMutex);
+  // COMPAT(java-stale-wrapper): the address alone decides. An object at the address of one that went
+  // without being unregistered gets the wrapper of that one.
+  // Test: JavaWrapperCompat.AnObjectAtTheSameAddressGetsTheSameWrapper
   const auto found = tables.mapWrapperJavaObjects.find(identity.Get());
   if (found != tables.mapWrapperJavaObjects.end()) {
     bool isCollected = false;

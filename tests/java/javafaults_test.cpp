@@ -2,6 +2,7 @@
 //
 // This program replaces the operator new of the whole process.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
@@ -221,6 +222,22 @@ TEST(JavaFaults, WhatIsMissingLeavesNoException) {
     EXPECT_EQ(isImpl, nullptr == CreateNewJavaObject(world.env, kModel, "(J)V", jlong{1}));
     EXPECT_EQ(isBase, nullptr == GetIUnknownFromJavaObject(world.env, wrapper, nullptr));
     EXPECT_EQ("", world.java.Pending());
+  }
+}
+
+TEST(JavaFaults, ClassesAreLookedUpAtEachCall) {
+  World world;
+  for (const char* const name : {"First", "Second"}) {
+    // Another class of that name takes the place of the one before.
+    world.java.AddClass("a/b/Changing");
+    world.java.AddClass(name, "a/b/Changing", {"<init>(J)V"});
+    world.java.log.clear();
+    EXPECT_TRUE(IsInstanceOf(world.env, world.java.NewObject(name), "a/b/Changing"));
+    EXPECT_EQ(1,
+              std::count(world.java.log.begin(), world.java.log.end(), "FindClass a/b/Changing"));
+    EXPECT_EQ(2, ConvertEnumToInt(world.env, world.colour));
+    EXPECT_EQ(1,
+              std::count(world.java.log.begin(), world.java.log.end(), "FindClass java/lang/Enum"));
   }
 }
 
