@@ -93,10 +93,23 @@ TEST_F(OptionFile, ValuesExistForDeclaredOptionsOnly) {
   delete value;
 }
 
+/// Tells of its end.
+class MortalAttribute : public bix::CRgAttribute {
+ public:
+  explicit MortalAttribute(bool& isGone) : CRgAttribute("k", "v"), m_isGone(isGone) {}
+  ~MortalAttribute() override { m_isGone = true; }
+
+ private:
+  bool& m_isGone;
+};
+
 TEST_F(OptionFile, RefusedKeyDeletesItsAttributesAndRefusedValueLeavesThem) {
   bix::COptionFile file(&manager);
-  bix::MList<bix::CRgAttribute*> gone;  // LeakSanitizer finds it when it is not deleted
-  EXPECT_EQ(nullptr, file.GetKeyRoot()->CreateKey("Modeller", MakeList(gone, "k", "v")));
+  bool isGone = false;
+  bix::MList<bix::CRgAttribute*> gone;
+  gone.AddTail(new MortalAttribute(isGone));
+  EXPECT_EQ(nullptr, file.GetKeyRoot()->CreateKey("Modeller", &gone));
+  EXPECT_TRUE(isGone);
   bix::CRgKey* display = file.CreateKey(kDisplay, nullptr, nullptr);
   bix::MList<bix::CRgAttribute*> kept;
   EXPECT_EQ(nullptr, display->CreateValue("Nothing", 0, "x", MakeList(kept, "k", "v")));
@@ -202,6 +215,7 @@ TEST_F(OptionFile, ChangesMarkTheFileAsModified) {
       isModifiedBy([&] { EXPECT_FALSE(file.SetAttributeValue("Modeller", "a", "b", "c", "d")); }));
   EXPECT_FALSE(isModifiedBy([&] { file.CreateKey(kDisplay, nullptr, nullptr); }));
   EXPECT_TRUE(isModifiedBy([&] { file.CreateKey("Editor/Backup", nullptr, nullptr); }));
+  EXPECT_TRUE(isModifiedBy([&] { file.CreateKey("Editor/Backup", "K", "v"); }));
   EXPECT_FALSE(isModifiedBy([&] { (void)file.GetValue(kDisplay, "Font"); }));
 }
 
