@@ -506,6 +506,19 @@ TEST_F(OptionFileChoice, CategoryNameThatCannotBeWrittenReadablyKeepsTheOldFile)
   }
 }
 
+TEST_F(OptionFileChoice, KeyWithASlashInItsNameKeepsTheOldFile) {
+  bix::COptionFile file(&manager);
+  auto* key = new bix::COptRgKey("Editor/Display");
+  key->SetCategory(manager.FindCategory(kDisplay));
+  ASSERT_TRUE(file.GetKeyRoot()->AddKey(key));
+  ASSERT_NE(nullptr, key->CreateValue("Font", 0, "x", nullptr));
+  Write("user.tot", "[Other]\n\"a\"=\"b\"\n");
+  EXPECT_EQ(1, file.Save((directory / "user.tot").c_str()));
+  EXPECT_EQ("[Other]\n\"a\"=\"b\"\n", Read("user.tot"));
+  EXPECT_EQ(1, file.Save((directory / "new.tot").c_str())) << "it would be read as two keys";
+  EXPECT_FALSE(Exists(directory / "new.tot"));
+}
+
 TEST_F(OptionFileChoice, UndeclaredSectionWithAttributesKeepsItsHeader) {
   bix::COptionFile* file = Add("user.tot", "[Other] (K=v, L=w)\n[Empty]\n[Editor]\n\"Mine\"=1\n");
   EXPECT_EQ(0, file->Save(nullptr));

@@ -11,6 +11,7 @@
 #include "options/option_test_support.h"
 #include "support/program.h"
 #include "support/scoped_environment.h"
+#include "support/working_directory.h"
 
 namespace {
 
@@ -87,6 +88,28 @@ TEST_F(PredefinedFiles, NamesComeFromTheInitFileInOrder) {
                                       directory / "own.tot"}),
             ListedPaths());
   EXPECT_FALSE(Exists(Shared("user.tot")));
+}
+
+TEST_F(PredefinedFiles, NameOfADriveIsAbsolute) {
+  MakeShared();
+  bix_test::WriteWholeFile(Shared("init.tot"),
+                           "[Initial/Predefined]\n\"OptionFiles\"=\"C:/own.tot\"\n");
+  mkdir((directory / "C:").c_str(), 0777);
+  const bix_test::ScopedWorkingDirectory working(directory.Path());
+  manager.LoadPredefinedOptionFiles();
+  EXPECT_EQ(std::vector<std::string>{"C:/own.tot"}, ListedPaths());
+  EXPECT_TRUE(Exists(directory / "C:/own.tot"));
+}
+
+TEST_F(PredefinedFiles, FileThatIsNamedTwiceIsListedOnce) {
+  MakeShared();
+  bix_test::WriteWholeFile(Shared("init.tot"),
+                           "[Initial/Predefined]\n\"OptionFiles\"=\"a.tot;b.tot;a.tot\"\n");
+  for (int i = 0; i < 2; ++i) {
+    manager.LoadPredefinedOptionFiles();
+    EXPECT_EQ((std::vector<std::string>{Shared("a.tot"), Shared("b.tot")}), ListedPaths());
+    EXPECT_EQ(2, manager.GetPredefinedFileCount());
+  }
 }
 
 TEST_F(PredefinedFilesCompat, RelativeNamesStartAtTheInitFile) {
