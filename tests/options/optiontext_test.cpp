@@ -23,6 +23,7 @@ TEST(OptionText, IsReadableBareWhenTheReaderMakesTheSameTextOfIt) {
                {"007", false},
                {"4294967301", false},
                {"99999999999999999999", false},
+               {"18446744073709551617", false},  // 1 beyond 64 bits
                {"-5", false},
                {"1.5", false},
                {"12ab", false},
