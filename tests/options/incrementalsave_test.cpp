@@ -35,6 +35,11 @@ TEST_F(IncrementalSave, SectionsKeepTheirOrderAndWhatIsMissingFollows) {
   } cases[] = {
       {"no old sections", "[Editor]\"Theme\"=\"dark\"[Editor/Display]\"Font\"=\"Mono\"", " \n",
        "\n[Editor]\n\n\"Theme\"=\"dark\" \n\n[Editor/Display]\n\n\"Font\"=\"Mono\" \n"},
+      {"siblings keep the order of the tree",
+       "[Editor/Display]\"Font\"=\"Mono\"[Editor/Backup]\"Keep\"=1[Editor]\"Theme\"=\"dark\"",
+       " \n",
+       "\n[Editor]\n\n\"Theme\"=\"dark\" \n\n[Editor/Display]\n\n\"Font\"=\"Mono\" \n"
+       "\n[Editor/Backup]\n\n\"Keep\"=1 \n"},
       {"below first in the old file", "[Editor]\"Theme\"=\"dark\"[Editor/Display]\"Font\"=\"Mono\"",
        "[Editor/Display]\"Font\"=\"Sans\"[Editor]\"Theme\"=\"light\"",
        "\n[Editor/Display]\n\n\"Font\"=\"Mono\" \n\n[Editor]\n\n\"Theme\"=\"dark\" \n"},
