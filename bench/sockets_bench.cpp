@@ -81,7 +81,7 @@ int ReceiveBlocks(int fd) {
   return lines;
 }
 
-BENCHMARK_CAPTURE(Lines, bix, ReceiveLines)->Name("sockets/lines/bix")->UseRealTime();
-BENCHMARK_CAPTURE(Lines, buffered, ReceiveBlocks)->Name("sockets/lines/buffered")->UseRealTime();
+BENCHMARK_CAPTURE(Lines, bix, ReceiveLines)->Name("sockets/lines/bix");
+BENCHMARK_CAPTURE(Lines, buffered, ReceiveBlocks)->Name("sockets/lines/buffered");
 
 }  // namespace

@@ -25,6 +25,15 @@
 #define BIX_CHILD \
   [[gnu::noinline, gnu::no_sanitize_address, gnu::no_sanitize_thread, gnu::no_sanitize_undefined]]
 
+#if defined(__SANITIZE_THREAD__)
+// The thread sanitizer takes every clone for a fork, and would lose its view of this process. It does
+// not know the C library's own name of the function.
+extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
+#define BIX_CLONE ::__clone
+#else
+#define BIX_CLONE ::clone
+#endif
+
 namespace bix::impl {
 namespace {
 
@@ -235,7 +244,7 @@ StartedProgram StartProgram(const ProgramStart& start) {
   // CHOICE(child-without-copy): the child borrows the host's memory instead of copying it, and this
   // thread goes on when the program runs. Handlers registered with pthread_atfork are not called.
   // Tests: SubProcLaunch.ManyThreadsLaunchAtOnce, SubProcSignals.TheChildHasTheDefaultActions
-  const int pid = ::clone(RunChild, stack.Top(), CLONE_VM | CLONE_VFORK | SIGCHLD, &child);
+  const int pid = BIX_CLONE(RunChild, stack.Top(), CLONE_VM | CLONE_VFORK | SIGCHLD, &child);
   if (pid < 0) {
     result.error = errno;
     result.isFork = true;

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "bix/subproc.h"
 
@@ -91,6 +92,15 @@ inline std::vector<int> NumbersIn(const char* path) {
 
 /// How many descriptors of this process are open.
 inline std::size_t OpenDescriptors() { return NumbersIn("/proc/self/fd").size(); }
+
+/// Runs `action` in a process of its own; whether it was true there.
+template <class Action>
+bool InAnotherProcess(Action action) {
+  const pid_t pid = fork();
+  if (pid == 0) _exit(action() ? 0 : 1);
+  int status = -1;
+  return waitpid(pid, &status, 0) == pid && status == 0;
+}
 
 /// Whether this process has a child, running or ended, that was not waited for.
 inline bool HasChildren() {

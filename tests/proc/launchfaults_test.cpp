@@ -106,6 +106,9 @@ BIX_TEST_REPLACE(int, pipe2, (int* ends, int flags), (ends, flags), -1)
   }
 BIX_TEST_REPLACE_FCNTL(fcntl)
 BIX_TEST_REPLACE_FCNTL(fcntl64)
+#if !defined(__LP64__)
+BIX_TEST_REPLACE_FCNTL(__fcntl_time64)
+#endif
 
 extern "C" void* bix_test_mmap64(void* address, std::size_t size, int protection, int flags, int fd,
                                  off64_t offset) __asm__("mmap64");

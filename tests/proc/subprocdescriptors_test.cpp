@@ -239,15 +239,6 @@ bool Refuse(std::initializer_list<long> calls, int error) {
          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-/// Runs `action` in a process of its own; whether it was true there.
-template <class Action>
-bool InAnotherProcess(Action action) {
-  const pid_t pid = fork();
-  if (pid == 0) _exit(action() ? 0 : 1);
-  int status = -1;
-  return waitpid(pid, &status, 0) == pid && status == 0;
-}
-
 TEST(SubProcDescriptors, OlderSystemsCloseThemTooByTheListAndOneByOne) {
   const ScopedVariable variable("MORVEL_NO_CLOSE", nullptr);
   const Inheritable low(100), high(900);
