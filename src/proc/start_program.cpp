@@ -22,8 +22,7 @@
 
 #include "support/uncancelled.h"
 
-#define BIX_CHILD \
-  [[gnu::noinline, gnu::no_sanitize_address, gnu::no_sanitize_thread, gnu::no_sanitize_undefined]]
+#define BIX_CHILD [[gnu::noinline, gnu::no_sanitize_address, gnu::no_sanitize_thread]]
 
 #if defined(__SANITIZE_THREAD__)
 // The thread sanitizer takes every clone for a fork, and would lose its view of this process. It does
