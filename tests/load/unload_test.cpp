@@ -1,5 +1,6 @@
 // Loading and unloading the real library in one process, which is not linked against it.
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -55,6 +56,7 @@ void LoadUseAndUnload() {
   EXPECT_STRNE("", Symbol<Text>(library, "_ZN3bix15BixGetLocaleDirEv")());
   EXPECT_STRNE("", Symbol<const char*(const char*)>(
                        library, "_ZN3bix25BixGetEnvironmentVariableEPKc")("HOME"));
+  Symbol<void()>(library, "_ZN3bix12SUrnResolver26RegisterURNsWithoutOptionsEv")();
   void* const channel = dlsym(library, "_ZN3bix6bixerrE");
   ASSERT_NE(nullptr, channel);
   Symbol<void*(void*, const char*)>(library, "_ZN3bix7CMsgOutlsEPKc")(channel, "message");
@@ -75,15 +77,16 @@ void LoadUseAndUnload() {
 
 TEST(Unloading, HundredsOfTimesLeaveNothingBehind) {
   const TempDirectory home;
-  const ScopedVariable variables[] = {{"HOME", home.Path().c_str()},
-                                      {"KESTRANE_ATELAN_LANGUAGE", nullptr},
-                                      {"VORN_USER_ADDINS_DIR", nullptr},
-                                      {"QRD_DEBUG_RESOURCE", nullptr},
-                                      {"BIX_ERR_OUT", ("-q -o " + (home / "log")).c_str()}};
+  const ScopedVariable variables[] = {
+      {"HOME", home.Path().c_str()},     {"KESTRANE_ATELAN_LANGUAGE", nullptr},
+      {"VORN_USER_ADDINS_DIR", nullptr}, {"QRD_DEBUG_RESOURCE", nullptr},
+      {"VORN_URN_MAP_FILE", nullptr},    {"BIX_ERR_OUT", ("-q -o " + (home / "log")).c_str()}};
+  std::filesystem::create_directories(home / "Kestrane/Shared");
+  bix_test::WriteWholeFile(home / "Kestrane/Shared/urnmap.txt", "a:/a\nb:/b\n");
   const auto descriptors = Descriptors();
   // The first lives let the loader and the C library make what they keep for good.
   for (int i = 0; i < 20 && !HasFailure(); ++i) LoadUseAndUnload();
-  constexpr std::size_t kLives = 400;
+  constexpr std::size_t kLives = 200;
   constexpr std::size_t kSmallestBlock = 16;
   const auto heap = mallinfo2().uordblks;
   for (std::size_t i = 0; i < kLives && !HasFailure(); ++i) LoadUseAndUnload();
@@ -94,6 +97,10 @@ TEST(Unloading, HundredsOfTimesLeaveNothingBehind) {
   // leak costs each life a block.
   EXPECT_LT(heapAfter, heap + kLives * kSmallestBlock);
   EXPECT_FALSE(IsMapped("libbix.so"));
+  // The environment is what it was made to be, and nothing of it has gone with the library.
+  const char* const mapFile = std::getenv("VORN_URN_MAP_FILE");
+  ASSERT_NE(nullptr, mapFile);
+  EXPECT_EQ(home / "Kestrane/Shared/urnmap.txt", mapFile);
 }
 
 TEST(Unloading, LoadingIsSilentAndCreatesTheUsersDirectories) {

@@ -109,6 +109,32 @@ TEST(UrnMapAtLoad, MessagesObeyTheErrorSetting) {
             bix_test::ReadWholeFile(home / ("log." + std::to_string(result.pid))));
 }
 
+// Each report is followed by another one then, which must not go on for ever.
+TEST(UrnMapAtLoad, AReportWhileLoadingIsFollowedByThatOfTheSetting) {
+  const TempDirectory home;
+  const ProgramResult result = Urns({"resolve", "urn:qvuser:"})
+                                   .Set("HOME", home.Path())
+                                   .Set("VORN_URN_MAP_FILE", "/no/such/map")
+                                   .Set("BIX_ERR_OUT", "-a")
+                                   .Run();
+  EXPECT_EQ(0, result.signal);
+  EXPECT_EQ(0u, result.errors.find("Failed to open '/no/such/map' for read.\n"));
+  EXPECT_NE(std::string::npos, result.errors.find("assert dialog not available"));
+  EXPECT_EQ("true 0 " + (home / "Kestrane/Vorn 4.2/\n"), result.output);
+}
+
+TEST(UrnMapAtLoad, AnEmptyHomeIsTheWorkingDirectory) {
+  const TempDirectory here;
+  const ProgramResult result = Urns({"resolve", "urn:qvuser:", "resolve", "urn:qvvornprojects:"})
+                                   .Set("HOME", "")
+                                   .In(here.Path())
+                                   .Run();
+  EXPECT_EQ("true 0 Kestrane/Vorn 4.2/\ntrue 0 My Projects/\n", result.output);
+  EXPECT_EQ("", result.errors);
+  EXPECT_TRUE(bix_test::IsDirectory(here / "Kestrane/Vorn 4.2"));
+  EXPECT_TRUE(bix_test::IsDirectory(here / "My Projects"));
+}
+
 TEST(UrnMapAtLoad, WhatOneProcessSavesAnotherFinds) {
   const TempDirectory home;
   const ProgramResult first =
