@@ -125,10 +125,11 @@ TEST(OptionDescriptionCompat, OneKnownOptionIsEnough) {
   }
   {
     COptionDescriptionList list;
-    list.AddTail(new COptionDescription("B", "y"));
+    COptionDescription known("B", "y");
+    list.AddTail(&known);
     list.AddTail(new COptionDescription("A", "x"));
     EXPECT_TRUE(list.IsCompatibleWith(&manager)) << "what is not found takes nothing back";
-    list.RemoveAt(list.GetHeadPosition());
+    EXPECT_TRUE(list.Remove(&known));
     EXPECT_FALSE(list.IsCompatibleWith(&manager));
   }
 }

@@ -379,7 +379,7 @@ TEST_F(UrnMapFaults, AReaderBesideAWriterFindsAWholeMap) {
 
 // ---- no system calls ----
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kHasHeapOfItsOwn = true;
 #else
 constexpr bool kHasHeapOfItsOwn = false;
