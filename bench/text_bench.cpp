@@ -18,6 +18,7 @@
 #include <fmt/printf.h>
 #include <glib.h>
 
+#include "bix/buffer.h"
 #include "bix/containers.h"
 #include "bix/text.h"
 #include "support/data.h"
@@ -133,6 +134,17 @@ void ToBytesSystem(benchmark::State& state, const std::string& kind, std::size_t
     benchmark::DoNotOptimize(text);
   }
 }
+
+// A buffer that grows byte by byte, with the smallest step.
+
+void AppendBytes(benchmark::State& state) {
+  for (auto _ : state) {
+    bix::CBuffer buffer(1);
+    for (std::int64_t i = 0; i < state.range(0); ++i) buffer += 'x';
+    benchmark::DoNotOptimize(buffer.GetLength());
+  }
+}
+BENCHMARK(AppendBytes)->Name("text/buffer_append/bix")->Arg(100000)->Arg(1000000);
 
 // Maps: a new map is filled and freed; a full one is asked for its keys in another order.
 

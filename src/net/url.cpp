@@ -15,7 +15,11 @@ bool IsLineEnd(char byte) { return byte == '\n' || byte == '\r'; }
 /// One line on the process's standard error stream, whatever width the host has set there.
 void WriteUnknownProtocol(const std::string& protocol) {
   const std::string line = "unknown protocol in SplitUrl: '" + protocol + "'\n";
-  std::cerr.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
+  try {
+    std::cerr.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
+  } catch (const std::ios_base::failure&) {
+    // A host that has asked the stream for exceptions did not ask this function for them.
+  }
 }
 
 /// Drops the line end and the version of HTTP from a request.

@@ -257,6 +257,20 @@ TEST(UrlCompat, AnUnknownProtocolIsReportedOnTheStandardStream) {
   EXPECT_EQ("unknown protocol in SplitUrl: 'p'\n", redirected.str());
 }
 
+TEST(Url, AStreamThatThrowsDoesNotStopTheSplitting) {
+  std::string protocol = "p", host, path = "?";
+  std::streambuf* const old = std::cerr.rdbuf(nullptr);
+  std::cerr.clear();
+  std::cerr.exceptions(std::ios_base::badbit);
+  bix::SplitUrl("x", protocol, host, path);
+  const bool hasFailed = std::cerr.bad();
+  std::cerr.exceptions(std::ios_base::goodbit);
+  std::cerr.rdbuf(old);
+  EXPECT_TRUE(hasFailed) << "the test itself";
+  EXPECT_EQ("x", host);
+  EXPECT_EQ("?", path);
+}
+
 // Percent coding
 
 std::string Encode(const std::string& bytes) {

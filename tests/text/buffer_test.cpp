@@ -55,6 +55,25 @@ TEST(Buffer, AppendsTextsNumbersAndTruthValues) {
   EXPECT_EQ("-2147483648,2147483647,0", Text(buffer));
 }
 
+template <class Piece>
+constexpr bool kCanAppend = requires(CBuffer& buffer, Piece piece) {
+  buffer += piece;
+};
+
+TEST(BufferCompat, OtherPointersAreTruthValuesAndOtherNumbersAreRefused) {
+  CBuffer buffer(16);
+  int number = 0;
+  int* pointer = &number;
+  buffer += pointer;
+  buffer += static_cast<void*>(nullptr);
+  char text[] = "x";
+  buffer += text;
+  EXPECT_EQ("truefalsex", Text(buffer));
+  static_assert(kCanAppend<int> && kCanAppend<short> && kCanAppend<char*>);
+  static_assert(!kCanAppend<unsigned> && !kCanAppend<long> && !kCanAppend<double>,
+                "none of the kinds fits better than the others");
+}
+
 TEST(Buffer, AnAppendCanBeFollowedByAnother) {
   CBuffer buffer(8);
   ((buffer += "a") += 'b') += 1;
