@@ -258,11 +258,12 @@ TEST(UrlCompat, AnUnknownProtocolIsReportedOnTheStandardStream) {
 }
 
 TEST(Url, AStreamThatThrowsDoesNotStopTheSplitting) {
+  struct : std::streambuf {
+  } full;  // takes nothing
   std::string protocol = "p", host, path = "?";
-  std::streambuf* const old = std::cerr.rdbuf(nullptr);
-  std::cerr.clear();
+  std::streambuf* const old = std::cerr.rdbuf(&full);
   std::cerr.exceptions(std::ios_base::badbit);
-  bix::SplitUrl("x", protocol, host, path);
+  EXPECT_NO_THROW(bix::SplitUrl("x", protocol, host, path));
   const bool hasFailed = std::cerr.bad();
   std::cerr.exceptions(std::ios_base::goodbit);
   std::cerr.rdbuf(old);
