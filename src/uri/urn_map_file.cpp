@@ -1,10 +1,13 @@
 #include "uri/urn_map_file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <utility>
+
+#include <sys/stat.h>
 
 #include "bix/directories.h"
 #include "support/durable_file.h"
@@ -26,6 +29,13 @@ void ReportNotOpened(const SPathName& file) { ReportToUser("Can not open the fil
 
 void ReportNotWritten(const SPathName& file) {
   ReportToUser("Error occured while writing to file :", file);
+}
+
+// CHOICE(urn-map-fifo): a fifo keeps no entries, and writing to it would wait for somebody who reads
+// them. So it cannot be opened for writing. Test: UrnMapFaults.AFifoIsNotWaitedFor
+bool IsFifo(const SPathName& file) {
+  struct stat status = {};
+  return ::stat(file.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
 }  // namespace
@@ -60,7 +70,7 @@ int ReadUrnMapFile(const SString& file, SString& text) {
 
 void WriteUrnMapFile(const SPathName& name, std::string_view entries) {
   DurableFile file(name.c_str());
-  int error = file.Lock();
+  int error = IsFifo(name) ? ENXIO : file.Lock();
   if (error == 0) error = file.Open();
   if (error != 0) {
     ReportNotOpened(name);
@@ -82,7 +92,7 @@ void WriteUrnMapFile(const SPathName& name, std::string_view entries) {
 
 bool AppendToUrnMapFile(const SPathName& name, std::string_view entry) {
   DurableFile file(name.c_str());
-  int error = file.Lock();
+  int error = IsFifo(name) ? ENXIO : file.Lock();
   if (error == 0) error = file.OpenToAppend();
   if (error != 0) {
     ReportNotOpened(name);

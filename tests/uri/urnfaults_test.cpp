@@ -136,6 +136,16 @@ TEST_F(UrnMapFaults, AWriterThatDoesNotEndIsNotWaitedForWithoutLimit) {
   EXPECT_EQ(kOld, ReadWholeFile(MapFile()));
 }
 
+TEST_F(UrnMapFaults, AFifoIsNotWaitedFor) {
+  ASSERT_EQ(0, unlink(MapFile().c_str()));
+  ASSERT_EQ(0, mkfifo(MapFile().c_str(), 0666));
+  const ScopedRecorder recorder;
+  SUrnResolver::RegisterURNAndSaveURNMapFile("new", "/new");
+  SUrnResolver::RegisterURNsFromOptionString(kOption);
+  EXPECT_EQ((Messages{CannotOpen(), CannotOpen()}), recorder.messages);
+  EXPECT_EQ("<none>", DirectoryOf("new"));
+}
+
 TEST_F(UrnMapFaults, WritesThatAreCutShortAreContinued) {
   const ScopedRecorder recorder;
   {

@@ -244,6 +244,20 @@ TEST_F(UrnOption, MakesTheFileAndItsDirectory) {
   EXPECT_TRUE(recorder.calls.empty());
 }
 
+TEST_F(UrnOption, ADirectoryThatCannotBeMadeIsReported) {
+  const TempDirectory fresh;
+  WriteWholeFile(fresh / "Kestrane", "a file in the way");
+  homeVariable.Set(fresh.Path().c_str());
+  const ScopedRecorder recorder;
+  SUrnResolver::RegisterURNsFromOptionString("a:/x");
+  SUrnResolver::RegisterURNAndSaveURNMapFile("a", "/x");
+  const std::string file = fresh / "Kestrane/Shared/urnmap.txt";
+  EXPECT_EQ((Messages{"Can not open the file: " + file + "\n", CannotRead(file),
+                      "Can not open the file: " + file + "\n"}),
+            recorder.messages);
+  EXPECT_EQ("a file in the way", ReadWholeFile(fresh / "Kestrane"));
+}
+
 TEST_F(UrnOption, AnEmptyTextEmptiesTheFile) {
   BuildFrom("old:/old\n");
   for (const char* text : {"", "  ", " ;  "}) {
