@@ -369,6 +369,15 @@ class MMap {
     value = node->value;
     position = node->next;
   }
+  /// Gives the value at `position`, which is not null, and moves `position` to the next entry. Needs
+  /// no memory.
+  ///
+  /// Owner: owned by the map, valid until the key is removed.
+  const V& GetNextValue(void*& position) const {
+    const Node* const node = static_cast<Node*>(position);
+    position = node->next;
+    return node->value;
+  }
 
   /// The value of a key; a missing key is added with a zero value.
   V& operator[](const KeyView& key) {

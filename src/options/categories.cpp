@@ -35,10 +35,7 @@ int COption::GetIntValue() const { return impl::ToInt(defaultValue); }
 bool COption::IsDefaultValue(const char* text) const { return View(text) == View(defaultValue); }
 
 const COption* CMgrOptionSet::GetNextOption(void*& position) const {
-  SString name;
-  const COption* option = nullptr;
-  m_options.GetNextAssoc(position, name, option);
-  return option;
+  return m_options.GetNextValue(position);
 }
 
 const COption* CMgrOptionSet::FindOption(const char* name) const {
@@ -71,10 +68,7 @@ CMgrCategory::~CMgrCategory() {
 }
 
 CMgrCategory* CMgrCategory::GetNextCategory(void*& position) const {
-  SString name;
-  CMgrCategory* category = nullptr;
-  m_categories.GetNextAssoc(position, name, category);
-  return category;
+  return m_categories.GetNextValue(position);
 }
 
 SString CMgrCategory::GetPath() const {

@@ -10,7 +10,6 @@
 // A header is written with the first thing below it. Every value carries the number of the save
 // that wrote it last, so nothing has to be reset and the whole save stays linear.
 
-#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <string>
@@ -200,25 +199,36 @@ void CIncrSaveContext::SaveUnsavedValues(CRgKey& key) {
 }
 
 void CIncrSaveContext::SaveUnsavedKeys(CRgKey& root) {
-  struct Waiting {
+  struct Open {
     CRgKey* key;
-    std::string path;
+    void* position;
+    std::size_t pathSize;
   };
-  std::vector<Waiting> waiting{{&root, std::string(m_pendingPath)}};
-  while (!waiting.empty()) {
-    const Waiting next = std::move(waiting.back());
-    waiting.pop_back();
-    StartPath(next.path);
-    m_current = next.key;
-    SaveUnsavedValues(*next.key);
-    const std::size_t first = waiting.size();
-    for (void* position = next.key->GetFirstKeyPosition(); position != nullptr;) {
-      CRgKey* const key = next.key->GetNextKey(position);
-      const std::string name(View(key->GetName()));
-      if (name.find('/') != name.npos) m_writing->digest.SpoilWith(name);
-      waiting.push_back({key, next.path.empty() ? name : next.path + "/" + name});
+  // One path that grows and shrinks: a tree may be as deep as a file has bytes.
+  std::string path(m_pendingPath);
+  std::vector<Open> open;
+  const auto enter = [&](CRgKey& key) {
+    if (key.GetValueCount() != 0) {
+      StartPath(path);
+      m_current = &key;
+      SaveUnsavedValues(key);
     }
-    std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first), waiting.end());
+    open.push_back({&key, key.GetFirstKeyPosition(), path.size()});
+  };
+  enter(root);
+  while (!open.empty()) {
+    Open& last = open.back();
+    if (last.position == nullptr) {
+      open.pop_back();
+      continue;
+    }
+    CRgKey& key = *last.key->GetNextKey(last.position);
+    const std::string_view name = View(key.GetName());
+    if (name.find('/') != name.npos) m_writing->digest.SpoilWith(name);
+    path.resize(last.pathSize);
+    if (!path.empty()) path.append("/");
+    path.append(name);
+    enter(key);
   }
   m_current = nullptr;
   StartPath("");

@@ -35,14 +35,15 @@ void CStyleKind::AddOptionSet(const char*, const COption*, int) {}
 
 void CStyleKind::Enter(CStyle* style) {
   impl::StyleRegistry& styles = impl::Styles();
-  m_entries.reserve(m_entries.size() + 1);
   m_members.AddTail(style);
   try {
     if (m_entries.empty()) styles.known.AddTail(this);
-    m_entries.push_back(styles.kinds.AddTail(this));
+    m_entries.push_back(nullptr);
+    m_entries.back() = styles.kinds.AddTail(this);
   } catch (...) {
-    (void)m_members.Remove(style);
+    if (!m_entries.empty() && m_entries.back() == nullptr) m_entries.pop_back();
     if (m_entries.empty()) (void)styles.known.Remove(this);
+    (void)m_members.Remove(style);
     throw;
   }
 }

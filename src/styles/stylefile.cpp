@@ -211,12 +211,18 @@ bool CStyRgKey::RemoveValue(CRgValue* value) {
 
 void CStyRgKey::SetAttributes(MList<CRgAttribute*>* attributes) {
   CRgKey::SetAttributes(attributes);
-  if (CIncrSaveContext* save = CIncrSaveContext::GetCurrent())
-    save->SaveSectionAttributes(*GetAttributeList());
-  // CHOICE(attributes-make-the-style): the reader hands the attributes of a section that was not
-  // refused to this operation only, and before it reads the values, which need the style's options.
-  // Test: StyleFile.LoadingMakesTheStyles
-  (void)UseAttributes(GetAttributeList(), nullptr);
+  try {
+    if (CIncrSaveContext* save = CIncrSaveContext::GetCurrent())
+      save->SaveSectionAttributes(*GetAttributeList());
+    // CHOICE(attributes-make-the-style): the reader hands the attributes of a section that was not
+    // refused to this operation only, and before it reads the values, which need the style's options.
+    // Test: StyleFile.LoadingMakesTheStyles
+    (void)UseAttributes(GetAttributeList(), nullptr);
+  } catch (...) {
+    if (attributes != GetAttributeList())
+      GetAttributeList()->RemoveAll();  // they stay the caller's
+    throw;
+  }
 }
 
 /// The name of the topmost key above this one, below the root.

@@ -5,6 +5,8 @@
 #include "bix/optionfile.h"
 #include "bix/options.h"
 #include "bix/settingsfile.h"
+#include "bix/stylefile.h"
+#include "bix/styles.h"
 
 namespace bix_test {
 
@@ -63,10 +65,45 @@ SaveKind OptionKind() {
   return kind;
 }
 
+const bix::COption kClassOptions[] = {{"Font", 1, "Sans 10"}, {"Long", 1, ""}, {"Gone", 1, ""}};
+
+/// A style file over one that holds another style and what nobody declares.
+SaveKind StyleKind() {
+  const std::string ours = "\"Long\"=\"" + kLongText + "\" \n";
+  const std::string theirs =
+      "\n[House/Styles/Class/Theirs] (Class=Theirs)\n\n\"Font\"=\"Serif\" (\"a\"=\"1\" )\n";
+  SaveKind kind;
+  kind.name = "Style";
+  kind.readsTarget = true;
+  kind.oldText =
+      "\n[House/Styles/Class/Ours] (Class=Ours)\n\n\"Font\"=\"Sans 11\" \n\"Gone\"=\"old\" \n"
+      "\"Later\"=\"keep me\" \n" +
+      theirs;
+  kind.newTextAlone = "\n[House/Styles/Class/Ours] (Class=Ours)\n\n\"Font\"=\"Mono 12\" \n" + ours;
+  kind.newText =
+      "\n[House/Styles/Class/Ours] (Class=Ours)\n\n\"Font\"=\"Mono 12\" \n"
+      "\"Later\"=\"keep me\" \n" +
+      ours + theirs;
+  kind.prepare = [](const std::string& path) {
+    auto classes = std::make_shared<bix::CStyleKind>("Class", kClassOptions, 3);
+    auto style = std::make_shared<bix::CStyle>("Ours", classes.get(), "House", 0, nullptr);
+    style->SetValue(style->GetCategoryPath(), "Font", "Mono 12");
+    style->SetValue(style->GetCategoryPath(), "Long", kLongText.c_str());
+    return [classes, style, path] {
+      bix::CStyleList list;
+      list.AddTail(style.get());
+      bix::CStyleFile file;
+      return file.Save(path.c_str(), &list);
+    };
+  };
+  return kind;
+}
+
 }  // namespace
 
 const std::vector<SaveKind>& SaveKinds() {
-  static const auto* const kinds = new std::vector<SaveKind>{SettingsKind(), OptionKind()};
+  static const auto* const kinds =
+      new std::vector<SaveKind>{SettingsKind(), OptionKind(), StyleKind()};
   return *kinds;
 }
 

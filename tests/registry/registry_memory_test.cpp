@@ -1,11 +1,6 @@
 // What happens when there is no memory left: every allocation of an operation fails in turn, and
 // each time everything made so far is released and the tree can still be used.
-//
-// This program replaces the global operator new of the library too.
 
-#include <cstdlib>
-#include <functional>
-#include <new>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -13,28 +8,7 @@
 #include "bix/registry.h"
 #include "bix/settingsfile.h"
 #include "registry/registry_test_support.h"
-
-namespace {
-
-long s_liveAllocations = 0;
-long s_allocationsUntilFailure = -1;  // negative: none fails
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  if (s_allocationsUntilFailure == 0) throw std::bad_alloc();
-  if (s_allocationsUntilFailure > 0) --s_allocationsUntilFailure;
-  void* room = std::malloc(size != 0 ? size : 1);
-  if (room == nullptr) throw std::bad_alloc();
-  ++s_liveAllocations;
-  return room;
-}
-void operator delete(void* room) noexcept {
-  if (room == nullptr) return;
-  --s_liveAllocations;
-  std::free(room);
-}
-void operator delete(void* room, std::size_t) noexcept { operator delete(room); }
+#include "support/failing_allocations.h"
 
 namespace {
 
@@ -44,21 +18,8 @@ using bix::CRgFile;
 using bix::CRgKey;
 using bix::CRgLoader;
 using bix::CRgValue;
-
-/// Runs `operation` with its first, second, ... allocation failing until it succeeds, and returns
-/// how often it failed.
-int FailEachAllocation(const std::function<void()>& operation) {
-  for (int failures = 0;; ++failures) {
-    s_allocationsUntilFailure = failures;
-    try {
-      operation();
-      s_allocationsUntilFailure = -1;
-      return failures;
-    } catch (const std::bad_alloc&) {
-      s_allocationsUntilFailure = -1;
-    }
-  }
-}
+using bix_test::FailEachAllocation;
+using bix_test::LiveAllocations;
 
 TEST(RegistryMemory, LoadReleasesWhatItMadeAndTheLoaderStaysUsable) {
   bix_test::Directory directory;
@@ -71,7 +32,7 @@ TEST(RegistryMemory, LoadReleasesWhatItMadeAndTheLoaderStaysUsable) {
   ASSERT_EQ(0, CRgLoader(expected).Load(path.c_str()));
   const std::string want = bix_test::Describe(&expected);
 
-  const long before = s_liveAllocations;
+  const long before = LiveAllocations();
   {
     CDefRgKey root("");
     CRgLoader loader(root);
@@ -82,12 +43,12 @@ TEST(RegistryMemory, LoadReleasesWhatItMadeAndTheLoaderStaysUsable) {
     EXPECT_GT(failures, 10);
     EXPECT_EQ(want, bix_test::Describe(&root));
   }
-  EXPECT_EQ(before, s_liveAllocations);
+  EXPECT_EQ(before, LiveAllocations());
 }
 
 TEST(RegistryMemory, PathOperationsReleaseWhatTheyMade) {
   const std::string longText(100, 'x');
-  const long before = s_liveAllocations;
+  const long before = LiveAllocations();
   {
     CRgFile file(nullptr);
     const std::string path = "a/" + longText + "/c";
@@ -103,11 +64,11 @@ TEST(RegistryMemory, PathOperationsReleaseWhatTheyMade) {
                   longText + "=" + longText + ")\n",
               bix_test::Describe(file.GetKeyRoot()));
   }
-  EXPECT_EQ(before, s_liveAllocations);
+  EXPECT_EQ(before, LiveAllocations());
 }
 
 TEST(RegistryMemory, AddingIsDoneWholeOrNotAtAll) {
-  const long before = s_liveAllocations;
+  const long before = LiveAllocations();
   {
     CDefRgKey key("");
     for (int i = 0; i < 40; ++i) {
@@ -121,11 +82,11 @@ TEST(RegistryMemory, AddingIsDoneWholeOrNotAtAll) {
       }
     }
   }
-  EXPECT_EQ(before, s_liveAllocations);
+  EXPECT_EQ(before, LiveAllocations());
 }
 
 TEST(RegistryMemory, SetAttributesThatFailsLeavesThemToTheCaller) {
-  const long before = s_liveAllocations;
+  const long before = LiveAllocations();
   {
     CDefRgKey key("");
     bix::MList<CRgAttribute*> list;
@@ -133,7 +94,7 @@ TEST(RegistryMemory, SetAttributesThatFailsLeavesThemToTheCaller) {
     EXPECT_GT(FailEachAllocation([&] { key.SetAttributes(&list); }), 0);
     EXPECT_EQ(20, key.GetAttributeList()->GetCount());
   }
-  EXPECT_EQ(before, s_liveAllocations);
+  EXPECT_EQ(before, LiveAllocations());
 }
 
 }  // namespace

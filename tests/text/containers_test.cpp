@@ -187,7 +187,10 @@ std::vector<std::pair<K, V>> Entries(const MMap<K, V>& map) {
   for (void* position = map.GetStartPosition(); position != nullptr;) {
     K key{};
     V value{};
+    void* same = position;
     map.GetNextAssoc(position, key, value);
+    EXPECT_EQ(value, map.GetNextValue(same));
+    EXPECT_EQ(position, same);
     entries.emplace_back(key, value);
   }
   return entries;
