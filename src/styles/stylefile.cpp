@@ -254,7 +254,7 @@ void CStyRgKey::TakeStyle(CStyle& style) {
   // CHOICE(style-section-anywhere): a section whose header does not end in kind and name is a style
   // all the same, and must not lose its values. Test:
   // StyleFileChoice.ASectionOfAnotherPathKeepsItsValuesAndItsPlace
-  if (GetCategory() == nullptr) SetCategory(style.GetMgrCategory());
+  SetCategory(style.GetMgrCategory());
 }
 
 CRgKey* CStyRgKey::UseAttributes(MList<CRgAttribute*>* attributes, const char* name) {
@@ -379,14 +379,16 @@ bool CStyleFile::AddSection(COptRgKey& root, const CStyle& style, const SString&
   COptRgKey* const key = MakeSection(root, path);
   if (key == nullptr) return false;
   key->SetCategory(style.m_category);
-  if (style.m_key != nullptr && !style.m_key->GetAttributeList()->IsEmpty()) {
+  // The first attribute makes the style, whatever the section has been given since.
+  AddAttribute(*key, style.GetKindName(), style.GetName());
+  if (style.m_key != nullptr) {
     const MList<CRgAttribute*>& attributes = *style.m_key->GetAttributeList();
     for (void* position = attributes.GetHeadPosition(); position != nullptr;) {
       const CRgAttribute* attribute = attributes.GetNext(position);
-      AddAttribute(*key, attribute->GetName(), attribute->GetValue());
+      if (View(attribute->GetName()) != style.GetKindName() ||
+          View(attribute->GetValue()) != style.GetName())
+        AddAttribute(*key, attribute->GetName(), attribute->GetValue());
     }
-  } else {
-    AddAttribute(*key, style.GetKindName(), style.GetName());
   }
   // CHOICE(values-not-applied-yet): what was loaded and never made a redefinition is saved as it was
   // loaded. Test: StyleFileChoice.ValuesThatWereNotAppliedAreSavedAsLoaded

@@ -193,6 +193,24 @@ TEST_F(StyleFile, ASectionMetAgainAddsToItsStyle) {
   EXPECT_EQ("4", Get(loaded["B"], "x"));
 }
 
+TEST_F(StyleFile, ASectionMetAgainWithOtherAttributesStaysTheSameStyle) {
+  const std::string path = Write("a.sty",
+                                 "[R/Styles/Class/A] (Class=A, c=d)\n\"x\"=\"2\"\n"
+                                 "[R/Styles/Class/A] (Arrow=B)\n\"y\"=\"b\"\n");
+  {
+    LoadedStyles loaded(path);
+    EXPECT_EQ("A ", Names(loaded.styles));
+    Restore(loaded.styles);
+    EXPECT_EQ(0, loaded.file.Save(nullptr, &loaded.styles));
+  }
+  LoadedStyles again(path);
+  EXPECT_EQ("A ", Names(again.styles));
+  Restore(again.styles);
+  EXPECT_EQ(&classKind, again["A"].GetStyleKind());
+  EXPECT_EQ("2", Get(again["A"], "x"));
+  EXPECT_EQ("b", Get(again["A"], "y"));
+}
+
 TEST_F(StyleFile, AnOwnerMayBeNamedLikeAKind) {
   LoadedStyles loaded(Write("a.sty",
                             "[Class/Styles/Class/A] (Class=A)\n\"x\"=\"2\"\n"
@@ -655,7 +673,10 @@ TEST_F(StyleFileChoice, ASectionOfAnotherPathKeepsItsValuesAndItsPlace) {
   const struct {
     const char* header;
     const char* root;
-  } cases[] = {{"Foo/Bold", "Foo"}, {"Foo/Class/Other", "Foo"}, {"Foo/a/b/c/d/e", "Foo"}};
+  } cases[] = {{"Foo/Bold", "Foo"},
+               {"Foo/Class/Other", "Foo"},
+               {"Foo/a/b/c/d/e", "Foo"},
+               {"Styles/Class", "Styles"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.header);
     const std::string content = "\n[" + std::string(c.header) + "] (Class=Bold)\n\n\"x\"=\"2\" \n";
