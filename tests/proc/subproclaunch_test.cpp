@@ -403,6 +403,36 @@ TEST(SubProcSignals, TheChildHasTheDefaultActions) {
   EXPECT_EQ(0, sigismember(&after, SIGINT));
 }
 
+pid_t s_host = 0;
+std::atomic<bool> s_ranInChild{false};  // the child would set it in the memory of the host
+
+TEST(SubProcSignals, NoHandlerOfTheHostRunsInTheChild) {
+  EXPECT_TRUE(InAnotherProcess([] {
+    struct sigaction handled = {};
+    handled.sa_handler = [](int) {
+      if (getpid() != s_host) s_ranInChild = true;
+    };
+    s_host = getpid();
+    // The signals go to a group of their own, which the children belong to from the beginning.
+    if (setpgid(0, 0) != 0 || sigaction(SIGUSR1, &handled, nullptr) != 0) return false;
+    std::atomic<bool> isOver{false};
+    std::thread sender([&] {
+      while (!isOver) kill(0, SIGUSR1);
+    });
+    int ended = 0;
+    for (int i = 0; i < 200; ++i) {
+      CSubProc child;
+      if (Launch(child, {BIX_CHILD}) != 0) continue;
+      const int status = child.get_exit_status();
+      ended += status == 0 || status == SIGUSR1 ? 1 : 0;
+      child.reset();
+    }
+    isOver = true;
+    sender.join();
+    return ended == 200 && !s_ranInChild;
+  }));
+}
+
 TEST(SubProcCancellation, AThreadIsNotCancelledInTheMiddleOfThings) {
   const std::size_t descriptors = OpenDescriptors();
   struct Seen {
