@@ -10,6 +10,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -137,11 +138,13 @@ int AwaitEnd(pid_t pid) {
   return 0;
 }
 
-/// Whether a child has ended; it is left to be reaped.
+/// Whether a child has ended; it is left to be reaped. So has one that somebody else has reaped, such
+/// as the system for a host that ignores its children.
 bool HasEnded(pid_t pid) {
   siginfo_t information = {};
-  return ::waitid(P_PID, static_cast<id_t>(pid), &information, WEXITED | WNOWAIT | WNOHANG) == 0 &&
-         information.si_pid == pid;
+  if (::waitid(P_PID, static_cast<id_t>(pid), &information, WEXITED | WNOWAIT | WNOHANG) != 0)
+    return errno == ECHILD;
+  return information.si_pid == pid;
 }
 
 /// The milliseconds until then, rounded up, as poll takes them.
@@ -363,9 +366,9 @@ int CSubProc::kill() {
 
 void CSubProc::reset() {
   const impl::Uncancelled uncancelled;
+  ReapKilled();
   const std::lock_guard<std::mutex> locked(m_lock);
   CloseBoth();
-  ReapKilled();
   // CHOICE(left-children): a child that nobody waits for any more runs on; it is reaped when it has
   // ended and another child is launched or let go of. Test: SubProcZombies.ChildrenThatWereLeftAreReapedLater
   if (m_pid > 0 && !m_isReaped) impl::Abandon(m_pid);
@@ -376,11 +379,14 @@ void CSubProc::reset() {
 }
 
 void CSubProc::ReapKilled() {
-  if (m_killedPid < 0) return;
-  // Reaped when it has ended, see reset(), and that is at once.
-  (void)EndsWithin(m_killedPid, kReapPatience);
-  impl::Abandon(m_killedPid);
-  m_killedPid = -1;
+  int killed = -1;
+  {
+    const std::lock_guard<std::mutex> locked(m_lock);
+    std::swap(killed, m_killedPid);
+  }
+  if (killed < 0) return;
+  (void)EndsWithin(killed, kReapPatience);
+  impl::Abandon(killed);  // reset() reaps it
 }
 
 int CSubProc::get_exit_status() {

@@ -225,6 +225,7 @@ TEST(SubProcWaitStatus, AHostThatIgnoresItsChildrenGetsTheWord) {
   ASSERT_EQ(0, sigaction(SIGCHLD, &ignored, &before));
   CSubProc child;
   ASSERT_EQ(0, Launch(child, {BIX_CHILD, "exit", "3"}));
+  EXPECT_TRUE(child.wait_for(60000));
   int status = 0;
   EXPECT_EQ("waitpid: No child processes\n", PrintedBy([&] { status = child.get_exit_status(); }));
   EXPECT_EQ(-1, status);
