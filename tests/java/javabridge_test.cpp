@@ -445,38 +445,43 @@ TEST_F(JavaUnregisterCompat, AnOlderWrapperForgetsTheNewerOne) {
 
 using JavaAddressCompat = JavaTest;
 
-/// Memory at exactly this address, or null.
-void* MemoryAt(std::uintptr_t address) {
-  void* const wanted = reinterpret_cast<void*>(address);
-  void* const got = mmap(wanted, 0x1000, PROT_READ | PROT_WRITE,
-                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
-  return got == MAP_FAILED ? nullptr : got;
+/// Memory at the first free address from `first` on, somewhat below 2 GiB on at the most; else null.
+void* MemoryFrom(std::uintptr_t first) {
+  for (std::uintptr_t address = first; address - first < 0x6F000000u; address += 0x100000u) {
+    void* const got = mmap(reinterpret_cast<void*>(address), 0x1000, PROT_READ | PROT_WRITE,
+                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+    if (got != MAP_FAILED) return got;
+  }
+  return nullptr;
 }
 
 TEST_F(JavaAddressCompat, IsWidenedWithItsSign) {
   constexpr bool kIsNarrow = sizeof(void*) == 4;
+  constexpr std::int64_t kAll = 0x100000000;
   const struct {
-    std::uintptr_t address;
-    jlong narrow, wide;
+    std::uintptr_t first;
+    std::int64_t difference;  // between what Java sees and the address without a sign
   } cases[] = {
-      {0x70000000u, 1879048192, 1879048192},
+      {0x10000000u, 0},
 #ifndef __SANITIZE_ADDRESS__  // which has its own memory there
-      {0xC8000000u, -939524096, 3355443200},
+      {0x90000000u, kIsNarrow ? -kAll : 0},
 #endif
-      {static_cast<std::uintptr_t>(kIsNarrow ? 0xBC340000u : 0x123456780000u), -1137442816,
-       20015998304256},
+      {static_cast<std::uintptr_t>(kIsNarrow ? 0x80000000u : 0x123456780000u),
+       kIsNarrow ? -kAll : 0},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.address);
-    void* const memory = MemoryAt(c.address);
+    SCOPED_TRACE(c.first);
+    void* const memory = MemoryFrom(c.first);
     ASSERT_NE(nullptr, memory);
     auto* const object = new (memory) NativeObject;
-    EXPECT_EQ(kIsNarrow ? c.narrow : c.wide, AddressOf(object));
+    const std::int64_t want =
+        static_cast<std::int64_t>(std::uint64_t{reinterpret_cast<std::uintptr_t>(memory)}) +
+        c.difference;
     jobject const wrapper = CreateNewWrappingJavaObject(env, kModel, object);
     ASSERT_NE(nullptr, wrapper);
     jfieldID const field =
         env->GetFieldID(Find("com/kestrane/vorn/CppObjectWrapper"), "address", "J");
-    EXPECT_EQ(kIsNarrow ? c.narrow : c.wide, env->GetLongField(wrapper, field));
+    EXPECT_EQ(want, env->GetLongField(wrapper, field));
     EXPECT_EQ(object, GetIUnknownFromJavaObject(env, wrapper, nullptr));
     EXPECT_EQ(object, GetInterfacePtr<qv::IUnknown>(env, wrapper, nullptr));
     object->Release();
