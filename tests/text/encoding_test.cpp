@@ -172,7 +172,7 @@ const ScoredText kEnded[] = {
     {"\xC3\x9F", true},
     {"\xF0\x9F\x98\x80", true},
     {"\xC3\x80$B", true},  // without the escape byte
-    {"\x80", false},  // no sequence before it
+    {"\x80", false},       // no sequence before it
     {"\x9F", false},
     {"\xC3"
      "A\x80",
