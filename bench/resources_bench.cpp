@@ -30,7 +30,7 @@ void Fill(benchmark::State& state) {
     for (std::size_t i = 0; i < texts.size(); ++i) table.Add(NumberOf(i), texts[i].c_str());
   }
 }
-BENCHMARK(Fill)->Name("resources/fill/bix")->Arg(1000)->Arg(100000);
+BENCHMARK(Fill)->Name("resources/fill/bix")->Arg(10000)->Arg(100000);
 
 void Load(benchmark::State& state) {
   const std::vector<std::string> texts = MakeTexts(static_cast<std::size_t>(state.range(0)));

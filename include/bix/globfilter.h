@@ -22,8 +22,8 @@
 ///
 /// Encoding: UTF-8, of the filter and of the names, whatever the locale. Null counts as "".
 /// Errors: nothing throws. What goes wrong is a false result with a text for the user.
-/// Threads: re-entrant. The texts of errors are loaded from the string tables, see
-///   bix/stringtable.h.
+/// Threads: re-entrant for valid filters. The text of an error is loaded from the string tables, and
+///   the library's own handle is the current resource handle meanwhile, see bix/stringtable.h.
 
 #include "bix/export.h"
 #include "bix/text.h"
