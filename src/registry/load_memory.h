@@ -49,8 +49,8 @@ class LoadMemory {
   Block* m_block = nullptr;
   char* m_cursor = nullptr;
   char* m_end = nullptr;
-  std::size_t m_taken = 0;     // objects in the present block
-  std::size_t m_usedSize = 0;  // by all objects in closed blocks
+  std::size_t m_taken = 0;           // objects in the present block
+  std::size_t m_usedSize = 0;        // by all objects in closed blocks
   bool m_areLargePagesSlow = false;  // on this machine, at present
   LoadMemory* m_outer;
 };
