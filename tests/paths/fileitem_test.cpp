@@ -17,6 +17,7 @@
 #include "bix/messages.h"
 #include "support/recording_handler.h"
 #include "support/scoped_environment.h"
+#include "support/scoped_locale.h"
 #include "support/temp_directory.h"
 #include "support/working_directory.h"
 
@@ -207,6 +208,17 @@ TEST_F(FileListing, ManyCallsOnOneListKeepEveryItem) {
   EXPECT_EQ(want, Paths(items));
   BixFileItem::GetFiles((m_directory / "*").c_str(), items);
   EXPECT_EQ(want, Paths(items));
+}
+
+TEST_F(FileListing, IsSortedByTheRulesOfTheLocale) {
+  Make({"a.tot", "B.tot", "c.tot", "D.tot"});
+  EXPECT_EQ((Texts{"B.tot", "D.tot", "a.tot", "c.tot"}), NamesMatching(m_directory / "*"));
+  ScopedLocale locale(kLatin1Locale);
+  Items items;
+  for (int round = 0; round < 2; ++round) {
+    BixFileItem::GetFiles((m_directory / "*").c_str(), items);
+    EXPECT_EQ((Texts{"a.tot", "B.tot", "c.tot", "D.tot"}), Names(items));
+  }
 }
 
 TEST_F(FileListing, NoMatchIsSilent) {
