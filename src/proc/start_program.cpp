@@ -22,7 +22,7 @@
 
 #include "support/uncancelled.h"
 
-#define BIX_CHILD [[gnu::noinline, gnu::no_sanitize_address, gnu::no_sanitize_thread]]
+#define BIX_IN_CHILD [[gnu::noinline, gnu::no_sanitize_address, gnu::no_sanitize_thread]]
 
 #if defined(__SANITIZE_THREAD__)
 // The thread sanitizer takes every clone for a fork, and would lose its view of this process. It does
@@ -74,7 +74,7 @@ struct DirectoryEntry {
 };
 
 // CHILD. The handlers of the host would run in its memory.
-BIX_CHILD void ResetHandlers() {
+BIX_IN_CHILD void ResetHandlers() {
   const SignalAction byDefault = {};
   for (int signal = 1; signal <= kSignals; ++signal) {
     SignalAction action;
@@ -85,7 +85,7 @@ BIX_CHILD void ResetHandlers() {
 }
 
 // CHILD. The number that a name spells, or -1.
-BIX_CHILD int NumberOf(const char* name) {
+BIX_IN_CHILD int NumberOf(const char* name) {
   if (*name == '\0') return -1;
   int number = 0;
   for (; *name != '\0'; ++name) {
@@ -96,7 +96,7 @@ BIX_CHILD int NumberOf(const char* name) {
 }
 
 // CHILD. Closes what the system lists as open. False when it lists nothing.
-BIX_CHILD bool CloseListed(int limit) {
+BIX_IN_CHILD bool CloseListed(int limit) {
   const int list = static_cast<int>(
       ::syscall(SYS_openat, AT_FDCWD, "/proc/self/fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
   if (list < 0) return false;
@@ -122,7 +122,7 @@ BIX_CHILD bool CloseListed(int limit) {
 // COMPAT(close-below-limit): a descriptor at or above the limit, from a time when the limit was
 // higher, stays open: hosts hand it on that way. Test:
 // SubProcDescriptorsCompat.ADescriptorAboveTheLimitIsHandedOn
-BIX_CHILD void CloseOthers(int limit) {
+BIX_IN_CHILD void CloseOthers(int limit) {
   if (limit <= 3) return;
   if (::syscall(SYS_close_range, 3U, static_cast<unsigned>(limit) - 1, 0U) == 0) return;
   if (CloseListed(limit)) return;
@@ -130,7 +130,7 @@ BIX_CHILD void CloseOthers(int limit) {
 }
 
 // CHILD.
-BIX_CHILD bool Redirect(int from, int to) {
+BIX_IN_CHILD bool Redirect(int from, int to) {
   while (::syscall(SYS_dup2, from, to) < 0) {
     if (errno != EINTR && errno != EBUSY) return false;
   }
@@ -138,7 +138,7 @@ BIX_CHILD bool Redirect(int from, int to) {
 }
 
 // CHILD. False, with `errno`, when the child cannot be made what it is to be.
-BIX_CHILD bool SetUp(const Child& child) {
+BIX_IN_CHILD bool SetUp(const Child& child) {
   const ProgramStart& start = *child.start;
   ResetHandlers();
   if (start.output >= 0) {
@@ -154,12 +154,12 @@ BIX_CHILD bool SetUp(const Child& child) {
   return true;
 }
 
-[[noreturn]] BIX_CHILD void Exit(int code) {
+[[noreturn]] BIX_IN_CHILD void Exit(int code) {
   for (;;) (void)::syscall(SYS_exit_group, code);
 }
 
 // CHILD.
-BIX_CHILD int RunChild(void* record) {
+BIX_IN_CHILD int RunChild(void* record) {
   auto* const child = static_cast<Child*>(record);
   if (!SetUp(*child)) {
     child->setUpError = errno;
