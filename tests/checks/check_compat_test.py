@@ -36,6 +36,7 @@ class CheckCompat(TreeTest):
         self.write("docs/compatibility.md", LIST)
         self.write("src/paths/glob.cpp", SOURCE)
         self.write("tests/paths/glob_test.cpp", TESTS)
+        self.write("tests/paths/CMakeLists.txt", "bix_add_tests(a SOURCES glob_test.cpp)\n")
 
     def errors(self):
         return check_compat.Check(self.root).run()
@@ -86,8 +87,16 @@ class CheckCompat(TreeTest):
         self.expect("COMPAT(glob-bracket): no test of it is in a suite that ends in Compat")
 
     def test_finds_a_compat_suite_that_pins_nothing(self):
-        self.write("tests/more_test.cpp", "TEST(MoreCompat, Case) {}\n")
+        self.write("tests/paths/glob_test.cpp", TESTS + "TEST(MoreCompat, Case) {}\n")
         self.expect("no mark names a test of the suite MoreCompat")
+
+    def test_finds_tests_that_are_not_built(self):
+        self.write("tests/paths/CMakeLists.txt", "bix_add_tests(a SOURCES the_glob_test.cpp)\n")
+        errors = self.errors()
+        self.assertEqual("tests/paths/glob_test.cpp: belongs to no test program", errors[0])
+        self.assertIn("names GlobCompat.Twice, which does not exist", errors[-1])
+        self.write("tests/CMakeLists.txt", "bix_add_tests(a SOURCES ../tests/paths/glob_test.cpp)\n")
+        self.assertEqual([], self.errors())
 
     def test_finds_a_reference_to_nowhere(self):
         self.write("src/a.cpp", "// See COMPAT(elsewhere) for the reason.\n")
