@@ -46,7 +46,7 @@ class ModuleManagerTest : public testing::Test {
     return texts;
   }
 
-  long m_anchor = 0;
+  [[maybe_unused]] long m_anchor = 0;
   HINSTANCE const m_before = bix::BixGetResourceHandle();
   bix::SStringTable m_table;
   ScopedRecorder m_errors;

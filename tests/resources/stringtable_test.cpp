@@ -27,7 +27,7 @@ class Module {
   std::string Shown() { return std::to_string(reinterpret_cast<long>(this)); }
 
  private:
-  long m_anchor = 0;
+  [[maybe_unused]] long m_anchor = 0;
 };
 
 std::string Address(const void* object) { return std::to_string(reinterpret_cast<long>(object)); }
