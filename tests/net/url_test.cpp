@@ -507,6 +507,15 @@ TEST(Base64, EveryForeignByteEndsItWhereverItIs) {
   }
 }
 
+TEST(Base64, WhatComesBehindTheEndIsIgnoredInLongTextsToo) {
+  const std::string text(12000, '/');
+  for (const std::size_t at : {100, 4092, 4094, 4095, 4096, 4097, 8191}) {
+    std::string broken = text;
+    broken[at] = '=';
+    EXPECT_EQ(std::string(at * 6 / 8, '\xFF'), bix::base64_decode(broken)) << at;
+  }
+}
+
 // Requests
 
 struct Request {
