@@ -16,10 +16,12 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -33,6 +35,23 @@ struct Receiving {
 };
 thread_local Receiving t_receiving;
 thread_local bool t_listenFails = false;
+
+/// The error that every look-up of a host ends with, unless it is 0.
+thread_local int t_lookupError = 0;
+/// What the system says about every error, unless it is empty.
+thread_local std::string t_errorText;
+
+/// What `select` was asked, and what it is to answer: that one of them is ready.
+struct Selecting {
+  int ready = -1;
+  int calls = 0;
+  int descriptors = -1;
+  std::vector<int> watched;
+  bool watchesMore = false;  // than what can be read
+  bool waits = false;
+  timeval moment = {};
+};
+thread_local Selecting* t_selecting = nullptr;
 
 template <class Function>
 Function* Real(const char* symbol) {
@@ -59,6 +78,47 @@ extern "C" int bix_test_listen(int fd, int backlog) {
   if (!bix_test::t_listenFails) return real(fd, backlog);
   errno = EADDRINUSE;
   return -1;
+}
+
+extern "C" int bix_test_lookup(const char* name, hostent* record, char* room, std::size_t size,
+                               hostent** found, int* reason) __asm__("gethostbyname_r");
+extern "C" int bix_test_lookup(const char* name, hostent* record, char* room, std::size_t size,
+                               hostent** found, int* reason) {
+  static auto* const real =
+      bix_test::Real<int(const char*, hostent*, char*, std::size_t, hostent**, int*)>(
+          "gethostbyname_r");
+  if (bix_test::t_lookupError == 0) return real(name, record, room, size, found, reason);
+  *found = nullptr;
+  *reason = TRY_AGAIN;
+  errno = bix_test::t_lookupError;
+  return errno;
+}
+
+// Declared under another name where the time has more bits than a word.
+extern "C" int select(int descriptors, fd_set* readers, fd_set* writers, fd_set* failures,
+                      timeval* time) {
+  using Select = int(int, fd_set*, fd_set*, fd_set*, timeval*);
+  static auto* const real =
+      bix_test::Real<Select>(sizeof(time_t) > sizeof(long) ? "__select64" : "select");
+  bix_test::Selecting* const asked = bix_test::t_selecting;
+  if (asked == nullptr) return real(descriptors, readers, writers, failures, time);
+  ++asked->calls;
+  asked->descriptors = descriptors;
+  for (int fd = 0; fd < FD_SETSIZE; ++fd) {
+    if (FD_ISSET(fd, readers)) asked->watched.push_back(fd);
+  }
+  asked->watchesMore = writers != nullptr || failures != nullptr;
+  asked->waits = time == nullptr;
+  if (time != nullptr) asked->moment = *time;
+  FD_ZERO(readers);
+  FD_SET(asked->ready, readers);
+  return 1;
+}
+
+extern "C" char* bix_test_strerror(int error) __asm__("strerror");
+extern "C" char* bix_test_strerror(int error) {
+  static auto* const real = bix_test::Real<char*(int)>("strerror");
+  return bix_test::t_errorText.empty() ? real(error) : bix_test::t_errorText.data();
 }
 
 namespace bix_test {
@@ -637,6 +697,21 @@ TEST(SocketClient, AnUnknownHostThrowsAText) {
   EXPECT_EQ(before, OpenDescriptors());
 }
 
+TEST(SocketClient, AFailedLookUpThrowsTheMessageOfItsError) {
+  const auto connect = [] { SocketClient("nobody", 80); };
+  t_lookupError = ECONNREFUSED;
+  const std::string refused = ThrownBy<std::string>(connect);
+  t_lookupError = ENOENT;
+  const std::string missing = ThrownBy<std::string>(connect);
+  t_errorText = std::string(600, 'x');
+  const std::string longest = ThrownBy<std::string>(connect);
+  t_errorText.clear();
+  t_lookupError = 0;
+  EXPECT_EQ("Connection refused", refused);
+  EXPECT_EQ("No such file or directory", missing);
+  EXPECT_EQ(std::string(511, 'x'), longest) << "as much as a message may have";
+}
+
 TEST(SocketClientCompat, AFailedConnectionThrowsTheTextOfMinusOne) {
   const int handles = Socket::nofSockets_;
   const int before = OpenDescriptors();
@@ -653,6 +728,44 @@ TEST(SocketClientCompat, AFailedConnectionThrowsTheTextOfMinusOne) {
   close(taken);
   EXPECT_EQ(handles, Socket::nofSockets_);
   EXPECT_EQ(before, OpenDescriptors());
+}
+
+/// What selecting from these sockets asks the system for. The last of them is the one that is ready.
+Selecting SelectedFrom(const Socket& first, const Socket* second, bix::TypeSocket type) {
+  Selecting asked;
+  asked.ready = second != nullptr ? second->GetDescriptor() : first.GetDescriptor();
+  t_selecting = &asked;
+  const SocketSelect select(&first, second, type);
+  t_selecting = nullptr;
+  EXPECT_EQ(second == nullptr, select.Readable(&first));
+  EXPECT_EQ(second != nullptr, select.Readable(second));
+  return asked;
+}
+
+TEST(SocketSelect, AsksOnceWhetherTheyCanBeRead) {
+  const Connection connection;
+  for (const int least : {3, 31, 32, 63, 64, 1000}) {
+    const Socket first(fcntl(connection.Peer(), F_DUPFD_CLOEXEC, least));
+    const Socket second(fcntl(connection.Peer(), F_DUPFD_CLOEXEC, least + 1));
+    ASSERT_LT(first.GetDescriptor(), second.GetDescriptor());
+    for (const bool isOne : {true, false}) {
+      std::vector<int> watched = {first.GetDescriptor()};
+      if (!isOne) watched.push_back(second.GetDescriptor());
+      const Selecting brief = SelectedFrom(first, isOne ? nullptr : &second, NonBlockingSocket);
+      EXPECT_EQ(1, brief.calls);
+      EXPECT_EQ(0, brief.descriptors);
+      EXPECT_EQ(watched, brief.watched);
+      EXPECT_FALSE(brief.watchesMore);
+      EXPECT_FALSE(brief.waits);
+      EXPECT_EQ(0, brief.moment.tv_sec);
+      EXPECT_EQ(1, brief.moment.tv_usec);
+      const Selecting waiting = SelectedFrom(first, isOne ? nullptr : &second, BlockingSocket);
+      EXPECT_EQ(0, waiting.descriptors);
+      EXPECT_EQ(watched, waiting.watched);
+      EXPECT_FALSE(waiting.watchesMore);
+      EXPECT_TRUE(waiting.waits);
+    }
+  }
 }
 
 TEST(SocketSelectCompat, TheNonBlockingFormFindsNothing) {
