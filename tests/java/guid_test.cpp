@@ -92,6 +92,9 @@ TEST(GuidCompat, OfAnIncompleteTextTheFirstNumbersAreKept) {
       {"000012AB-0001-BEEF-0102-0304050607", {0x12AB, 1, 0xBEEF, {1, 2, 3, 4, 5, 6, 7}}},
       {"000012AB-0001-BEEF-0102-03040506070", {0x12AB, 1, 0xBEEF, {1, 2, 3, 4, 5, 6, 7, 0}}},
       {"000012AB0001-BEEF-0102-030405060708", {0x12AB, 0, 0, {}}},
+      {"000012AB-00012-BEEF", {0x12AB, 1, 0, {}}},
+      {"000012AB-0001-BEEF01-0203", {0x12AB, 1, 0xBEEF, {}}},
+      {"000012AB-0001-BEEF-010-2", {0x12AB, 1, 0xBEEF, {1, 0, 2}}},
       {"000012AB-0001-BEEF-01x2", {0x12AB, 1, 0xBEEF, {1}}},
       {"12AB-1-BEEF-0102-030405060708", kSample},  // shorter numbers in front of their signs
   };
