@@ -131,6 +131,7 @@ TEST(SubProcState, AnObjectIsUsedAgainAfterReset) {
     ASSERT_EQ(0, Launch(child, {BIX_CHILD, "wait"}));
     EXPECT_EQ(0, child.kill());
     child.reset();
+    EXPECT_EQ(-1, child.get_exit_status()) << "stored by kill";
   }
 }
 
@@ -158,6 +159,17 @@ TEST(SubProcStateCompat, ASecondLaunchNeedsReset) {
   EXPECT_EQ(0, child.launch_error());
   EXPECT_EQ(0, child.get_exit_status());
   child.reset();
+}
+
+TEST(SubProcState, StateTwoForgetsTheStatus) {
+  CSubProc child;
+  ASSERT_EQ(0, Launch(child, {BIX_CHILD, "exit", "3"}));
+  EXPECT_EQ(0x300, child.get_exit_status());
+  EXPECT_EQ(-1, child.write("x", 1));  // nobody reads any more
+  EXPECT_EQ(2, child.state());
+  EXPECT_EQ(-1, child.get_exit_status());
+  child.reset();
+  EXPECT_EQ(-1, child.get_exit_status()) << "as stored";
 }
 
 TEST(SubProcStateCompat, KillAfterTheWaitPrintsKill) {
