@@ -134,6 +134,9 @@ TEST(DetectEncodingCompat, ReadsToTheTerminator) {
   EXPECT_EQ(3, DetectEncoding(ExactText(kEuro).Get(), 0).encoding);
   EXPECT_EQ(0, DetectEncoding(ExactText("\xFF\xFE").Get(), 1).encoding)
       << "the mark is looked for in the bytes given";
+  const ExactText marked("\xEF\xBB\xBF");
+  EXPECT_EQ(0, DetectEncoding(marked.Get(), 2).encoding);
+  EXPECT_EQ(0, DetectEncoding(marked.Get(), 2).byteOrderMark);
 }
 
 TEST(DetectEncodingCompat, PlainAsciiIsUnknown) {
@@ -249,6 +252,7 @@ TEST(Utf8Score, OnlyASwitchToJapaneseCharactersEndsTheTest) {
   EXPECT_FALSE(Utf8("\x1B(B text"));
   EXPECT_TRUE(Utf8("\x1B(J\x1B(B\x1B(J \xE2\x82\xAC"));
   EXPECT_FALSE(Utf8("\x1B(J\x1B$B \xE2\x82\xAC"));
+  EXPECT_FALSE(Utf8("\x1B(J\x1B$@ \xE2\x82\xAC"));
   EXPECT_TRUE(Utf8("\x1B(I \xE2\x82\xAC")) << "another escape";
   EXPECT_TRUE(Utf8("\x1B$A \xE2\x82\xAC"));
   EXPECT_FALSE(Utf8("\x1B")) << "the text ends behind the escape byte";
