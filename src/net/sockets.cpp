@@ -23,6 +23,9 @@ constexpr const char* kInvalidSocket = "INVALID_SOCKET";
 constexpr std::size_t kBlock = 1024;    // bytes that are received at a time
 constexpr std::size_t kMostText = 511;  // bytes of a message that is thrown
 
+// CHOICE(socket-not-inherited): no program that the host starts gets a socket, not even a child with
+// "MORVEL_NO_CLOSE": as long as it ran, the connection would not end when the host closes its own.
+// Test: SocketOpening.NothingReachesProgramsOfTheHost
 int OpenTcp() { return ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0); }
 
 /// An IPv4 address with the low 16 bits of `port`.
