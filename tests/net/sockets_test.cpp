@@ -35,6 +35,7 @@ struct Receiving {
 };
 thread_local Receiving t_receiving;
 thread_local bool t_listenFails = false;
+thread_local int t_backlog = 0;  // of the last call
 
 /// The error that every look-up of a host ends with, unless it is 0.
 thread_local int t_lookupError = 0;
@@ -75,6 +76,7 @@ extern "C" ssize_t bix_test_recv(int fd, void* bytes, std::size_t size, int flag
 extern "C" int bix_test_listen(int fd, int backlog) __asm__("listen");
 extern "C" int bix_test_listen(int fd, int backlog) {
   static auto* const real = bix_test::Real<int(int, int)>("listen");
+  bix_test::t_backlog = backlog;
   if (!bix_test::t_listenFails) return real(fd, backlog);
   errno = EADDRINUSE;
   return -1;
@@ -583,6 +585,14 @@ TEST(SocketServer, AcceptsAndTalks) {
   EXPECT_EQ(7, peer->SendLine("there"));
   EXPECT_EQ("there\r\n", client.ReceiveLine());
   EXPECT_EQ(0, fcntl(peer->GetDescriptor(), F_GETFL) & O_NONBLOCK);
+}
+
+TEST(SocketServer, ListensWithItsBacklog) {
+  const ClosesTheRest rest;
+  for (const int backlog : {1, 7}) {
+    const SocketServer server(0, backlog, BlockingSocket);
+    EXPECT_EQ(backlog, t_backlog);
+  }
 }
 
 TEST(SocketServer, OnEveryAddressOfTheMachine) {
