@@ -18,12 +18,23 @@ namespace bix::impl {
 template <class... Values>
 SString OwnMessage(OwnText id, const Values&... values) {
   // COMPAT(own-module-for-messages): the library's own module is the current one only here, and the
-  // host's is back however the formatting ends. Test: UrnMessageCompat.TheHostsModuleIsPutBack
+  // host's is back however the formatting ends, and before the message is written. Tests:
+  // UrnMessageCompat.TheHostsModuleIsPutBack,
+  // UrnMessageCompat.TheHostsModuleIsBackWhenAMessageIsWritten
   const ScopedResourceModule own(BixhDllInstance);
   SString text;
   // The result is a bound of the length and no failure; what cannot be formatted is "".
   (void)text.Format(id, values.c_str()...);
   return text;
+}
+
+/// The same for a text with "%1", "%2" and so on.
+template <class... Values>
+SString OwnNumberedMessage(OwnText id, const Values&... values) {
+  const ScopedResourceModule own(BixhDllInstance);
+  SFmt text(BixhDllInstance, id);
+  (text << ... << values);
+  return text.str();
 }
 
 /// Writes one complete message for the user to the error channel.

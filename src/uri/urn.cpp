@@ -257,14 +257,11 @@ bool SUrnResolver::DoesUrnTargetExist(const SString& name, const SString& target
   struct stat status = {};
   if (::stat(directory.c_str(), &status) != 0) {
     const int error = errno;
-    if (report) {
-      const impl::ScopedResourceModule own(BixhDllInstance);
-      SFmt text(BixhDllInstance, impl::kMsgUrnTargetNotFoundBecause);
+    if (report)
       // CHOICE(urn-target-as-given): the user is shown the target as it was given, with its "/".
       // Test: UrnTarget.AMissingOneIsReportedAsItWasGiven
-      text << name << target << bix_strerror(error);
-      bixerr << text << endl << flush;
-    }
+      impl::ReportToUser(impl::OwnNumberedMessage(impl::kMsgUrnTargetNotFoundBecause, name, target,
+                                                  bix_strerror(error)));
     return false;
   }
   // COMPAT(urn-target-file-silent): something that is no directory is no target, and no message

@@ -891,6 +891,56 @@ TEST_F(UrnMessageCompat, TheHostsModuleIsPutBack) {
   bix::BixSetResourceHandle(before);
 }
 
+/// Notes which module is the current one when each message arrives.
+class ModuleRecorder : public qv::IMessageOutputHandler {
+ public:
+  ModuleRecorder() { bix::bixerr.PushOutput(this); }
+  ModuleRecorder(const ModuleRecorder&) = delete;
+  ModuleRecorder& operator=(const ModuleRecorder&) = delete;
+  ~ModuleRecorder() { bix::bixerr.PopOutput(); }
+  bool HandleOutput(const std::string&) override {
+    modules.push_back(bix::BixGetResourceHandle());
+    return true;
+  }
+  void OutputDone() override {}
+
+  std::vector<HINSTANCE> modules;
+};
+
+TEST_F(UrnMessageCompat, TheHostsModuleIsBackWhenAMessageIsWritten) {
+  int anchor = 0;
+  int without = 0;
+  HINSTANCE const host = bix::GetDllHandle(reinterpret_cast<HINSTANCE>(&anchor));
+  HINSTANCE const empty = bix::GetDllHandle(reinterpret_cast<HINSTANCE>(&without));
+  HINSTANCE const before = bix::BixGetResourceHandle();
+  HINSTANCE const own = bix::BixhDllInstance;
+  ASSERT_NE(host, empty);
+  const auto report = [] {
+    SString path;
+    (void)SUrnResolver::ResolveUrn("urn:nosuch:x", path);           // 13
+    (void)SUrnResolver::RegisterUrn("qv", "/");                     // 14
+    (void)SUrnResolver::DoesUrnTargetExist("n", "/no/such", true);  // 15
+  };
+  bix::BixSetResourceHandle(host);
+  {
+    const ModuleRecorder recorder;
+    report();
+    EXPECT_EQ(std::vector<HINSTANCE>(3, host), recorder.modules);
+  }
+  {
+    // The look-up that fails reports so itself, while it is under way.
+    const ModuleRecorder recorder;
+    bix::BixhDllInstance = empty;
+    report();
+    bix::BixhDllInstance = own;
+    ASSERT_LE(6u, recorder.modules.size());
+    EXPECT_EQ(empty, recorder.modules.front());
+    EXPECT_EQ(empty, recorder.modules[4]);
+    EXPECT_EQ(host, recorder.modules.back());
+  }
+  bix::BixSetResourceHandle(before);
+}
+
 TEST_F(UrnMessage, IsAnEmptyLineWithoutTheLibrarysTexts) {
   HINSTANCE const own = bix::BixhDllInstance;
   int without = 0;

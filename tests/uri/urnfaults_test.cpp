@@ -146,6 +146,20 @@ TEST_F(UrnMapFaults, AFifoIsNotWaitedFor) {
   EXPECT_EQ("<none>", DirectoryOf("new"));
 }
 
+TEST_F(UrnMapFaults, AFifoThatSomebodyReadsGetsNoEntries) {
+  ASSERT_EQ(0, unlink(MapFile().c_str()));
+  ASSERT_EQ(0, mkfifo(MapFile().c_str(), 0666));
+  const int reader = open(MapFile().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_LE(0, reader);
+  const ScopedRecorder recorder;
+  SUrnResolver::RegisterURNAndSaveURNMapFile("new", "/new");
+  SUrnResolver::RegisterURNsFromOptionString(kOption);
+  EXPECT_EQ((Messages{CannotOpen(), CannotOpen()}), recorder.messages);
+  char byte = 0;
+  EXPECT_EQ(0, read(reader, &byte, 1));
+  close(reader);
+}
+
 TEST_F(UrnMapFaults, WritesThatAreCutShortAreContinued) {
   const ScopedRecorder recorder;
   {
