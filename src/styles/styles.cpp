@@ -357,8 +357,9 @@ bool CStyle::SetValue(const char* category, const char* option, const char* valu
     }
   } else if (m_parent == nullptr) {
     isStored = file.SetValue(category, option, text.c_str());
-  } else if (View(option) != InheritString) {  // which is written below, in its place
-    if (Differs(text.c_str(), GetHeritedValue(category, option)))
+  } else if (View(option) != InheritString || !IsOwnCategory(category)) {
+    // The style's own "BasedOn" is written below, in its place.
+    if (View(option) != InheritString && Differs(text.c_str(), GetHeritedValue(category, option)))
       isStored = file.SetValue(category, option, text.c_str());
     else if (CRgValue* held = key->FindValue(option))
       DeleteValue(file, *key, held);

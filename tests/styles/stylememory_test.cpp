@@ -111,6 +111,28 @@ TEST_F(StyleMemory, AStyleThatCannotBeMadeLeavesNothing) {
   EXPECT_EQ(before, LiveAllocations());
 }
 
+TEST_F(StyleMemory, AParentThatCannotBeSetListsTheStyleOrIsNone) {
+  const long before = LiveAllocations();
+  {
+    auto first = std::make_unique<bix::CStyle>("First", &classKind, "R", 0, nullptr);
+    auto second = std::make_unique<bix::CStyle>(kLong.c_str(), &classKind, "R", 0, nullptr);
+    bix::CStyle style("A", &classKind, "R", 0, first.get());
+    const int failures = FailEachAllocation([&] { style.SetParent(second.get()); },
+                                            [&] {
+                                              EXPECT_EQ(nullptr, style.GetParent());
+                                              EXPECT_TRUE(first->GetChildren()->IsEmpty());
+                                              EXPECT_TRUE(second->GetChildren()->IsEmpty());
+                                            });
+    EXPECT_GT(failures, 2);
+    EXPECT_EQ(second.get(), style.GetParent());
+    EXPECT_EQ("A ", Names(*second->GetChildren()));
+    EXPECT_EQ(kLong, Get(style, "BasedOn"));
+    second.reset();
+    EXPECT_EQ(nullptr, style.GetParent());
+  }
+  EXPECT_EQ(before, LiveAllocations());
+}
+
 TEST_F(StyleMemory, ReadingAValueNeedsNone) {
   Set(builtInClass, "Font", kLong.c_str());
   const bix::CStyle style("A", &classKind, "R", 0, &builtInClass);

@@ -494,6 +494,24 @@ TEST(StyleValueCompat, BasedOnOfAStyleWithAParentStaysTheParentsName) {
   EXPECT_EQ(&base, style.GetParent());
 }
 
+TEST(StyleValue, BasedOnOfAnotherCategoryIsTakenBack) {
+  const bix::COption extra[] = {{"BasedOn", 1, "none"}, {"Text", 1, "t"}, {}};
+  const bix::COptionSet set = {"Extra", extra, 2};
+  const bix::CCategory category = {"Extra", nullptr, 0, &set};
+  bix::CStyleKind kind("Class", kClassOptions, 4);
+  bix::CStyle base("Base", &kind, "R", 0, nullptr);
+  bix::CStyle style("A", &kind, "R", 0, &base);
+  style.AddCategory(&category);
+  void* position = style.GetFirstFilePosition();
+  bix::COptionFile& file = *style.GetNextFile(position);
+  ASSERT_TRUE(file.SetValue("Extra", "BasedOn", "Somebody"));
+  ASSERT_TRUE(file.SetValue("Extra", "Text", "u"));
+  EXPECT_TRUE(style.SetValue("Extra", "BasedOn", "Other"));
+  EXPECT_EQ(nullptr, file.GetValue("Extra", "BasedOn"));
+  EXPECT_STREQ("u", file.GetValue("Extra", "Text"));
+  EXPECT_EQ("Base", Held(style, "BasedOn"));
+}
+
 TEST(StyleValue, BasedOnOfAStyleWithoutAParentIsAnOptionLikeOthers) {
   bix::CStyleKind kind("Class", kClassOptions, 4);
   bix::CStyle style("A", &kind, "R", 0, nullptr);
