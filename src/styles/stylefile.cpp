@@ -65,11 +65,14 @@ void CopyAttributes(const MList<CRgAttribute*>& from, CRgValue& to) {
   }
 }
 
-/// Copies values with their attributes; of several of one name the last counts.
-void CopyValues(const CRgKey& from, COptRgKey& to) {
+/// Copies the values whose names are wanted, with their attributes; of several of one name the last
+/// counts.
+template <class IsWanted>
+void CopyValues(const CRgKey& from, COptRgKey& to, const IsWanted& isWanted) {
   for (void* position = from.GetFirstValuePosition(); position != nullptr;) {
     CRgValue* value = from.GetNextValue(position);
     const char* name = value->GetName();
+    if (!isWanted(name)) continue;
     CRgValue* copy = to.FindValue(name);
     if (copy == nullptr) copy = to.CreateValue(name, 0, value->GetValue(), nullptr);
     if (copy == nullptr) continue;  // an option that is declared no more
@@ -392,10 +395,14 @@ bool CStyleFile::AddSection(COptRgKey& root, const CStyle& style, const SString&
   }
   // CHOICE(values-not-applied-yet): what was loaded and never made a redefinition is saved as it was
   // loaded. Test: StyleFileChoice.ValuesThatWereNotAppliedAreSavedAsLoaded
-  if (style.m_key != nullptr && !style.m_hasInitialValues) CopyValues(*style.m_key, *key);
+  if (style.m_key != nullptr)
+    CopyValues(*style.m_key, *key, [&style](const char* name) {
+      // What is not editable has not been applied.
+      return !style.m_hasInitialValues || !style.IsEditable(style.m_path.c_str(), name);
+    });
   if (void* position = style.GetFirstFilePosition())
     if (const CRgKey* own = style.GetNextFile(position)->FindKey(style.m_path.c_str()))
-      CopyValues(*own, *key);
+      CopyValues(*own, *key, [](const char*) { return true; });
   // CHOICE(style-without-values): a section is written with its first value, and a style without one
   // is a style all the same. Test: StyleFileChoice.AStyleThatRedefinesNothingComesBack
   if (key->GetValueCount() == 0)

@@ -395,18 +395,18 @@ void CStyle::Copy(CStyle* from) {
 
 void CStyle::SetInitialValues() {
   if (m_key == nullptr || m_category == nullptr) return;
-  if (!IsEditable(m_path.c_str(), InheritString)) return;
   if (m_key->GetValueCount() == 0) return;
   COptionFile& file = *GetOwnFile();
-  // CHOICE(initial-values-stay-redefined): with the section made first, also a value that equals the
-  // default is stored. It was redefined when it was saved, and would else change with the parent.
-  // Test: StyleFileChoice.ARedefinitionThatEqualsTheDefaultComesBackAsOne
-  if (file.FindKey(m_path.c_str()) == nullptr && CreateSection(file, m_path.c_str()) == nullptr)
-    return;
-  m_hasInitialValues = true;
   for (void* position = m_key->GetFirstValuePosition(); position != nullptr;) {
     CRgValue* const value = m_key->GetNextValue(position);
     const char* const name = value->GetName();
+    if (!IsEditable(m_path.c_str(), name)) continue;
+    // CHOICE(initial-values-stay-redefined): with the section made first, also a value that equals
+    // the default is stored. It was redefined when it was saved, and would else change with the
+    // parent. Test: StyleFileChoice.ARedefinitionThatEqualsTheDefaultComesBackAsOne
+    if (file.FindKey(m_path.c_str()) == nullptr && CreateSection(file, m_path.c_str()) == nullptr)
+      return;
+    m_hasInitialValues = true;
     SetValue(m_path.c_str(), name, value->GetValue());
     (void)GetValue(m_path.c_str(), name);
     const CRgKey* const section = file.FindKey(m_path.c_str());

@@ -491,6 +491,27 @@ TEST_F(StyleKey, UseAttributesWithANameMakesTheStyleOfThatName) {
   EXPECT_EQ(nullptr, owner.UseAttributes(key->GetAttributeList(), "C"));
 }
 
+TEST_F(StyleKey, AStyleMadeByNameHasTheNameOfTheKeyAboveAsItsOwner) {
+  bix::CStyleFile file;
+  file.CreateKey("Top/Owner/Part/A/Class", nullptr, nullptr);
+  Attributes attributes{{"Class", "A"}};
+  bix::CRgKey* key = StyleKeyAt(file, "Top/Owner/Part").UseAttributes(&attributes.list, "A");
+  ASSERT_NE(nullptr, key);
+  const std::unique_ptr<bix::CStyle> style(StyleKeyAt(file, "Top/Owner/Part/A/Class").GetStyle());
+  ASSERT_NE(nullptr, style);
+  EXPECT_STREQ("Owner", style->GetRootName());
+}
+
+TEST_F(StyleKey, ShowsTheCategoriesOfItsOwnerAlsoWhenAKindHasHisName) {
+  bix::CStyRgKey owner("Class");
+  auto* key = dynamic_cast<bix::CStyRgKey*>(owner.CreateKey("Styles", nullptr));
+  ASSERT_NE(nullptr, key);
+  const bix::CStyle style("A", "Class", "Class", key);
+  EXPECT_EQ(style.FindCategory("Class"), owner.GetCategory());
+  EXPECT_EQ(style.FindCategory("Class/Styles"), key->GetCategory());
+  EXPECT_NE(nullptr, key->GetCategory());
+}
+
 TEST_F(StyleKeyCompat, AStyleWithoutAKeyOfItsNameStandsInTheListOfItsKindOnly) {
   bix::CStyleFile file;
   file.CreateKey("Top/Owner", nullptr, nullptr);
@@ -720,6 +741,47 @@ TEST_F(StyleFileChoice, ValuesThatWereNotAppliedAreSavedAsLoaded) {
   EXPECT_EQ("5", Get(again["Bold"], "x"));
 }
 
+TEST_F(StyleFile, WhatWasRedefinedWithoutApplyingIsSavedInPlaceOfWhatWasLoaded) {
+  LoadedStyles loaded(Write("a.sty", kFile));
+  Set(loaded["Bold"], "Width", "9");
+  EXPECT_EQ(0, loaded.file.Save(nullptr, &loaded.styles));
+  std::string want = kFile;
+  want.replace(want.find("=3"), 2, "=9");
+  EXPECT_EQ(want, Read("a.sty"));
+}
+
+TEST_F(StyleFile, WhatIsFixedElsewhereIsNotAppliedAndKeepsNothingElseFromIt) {
+  LoadedStyles loaded(Write("a.sty", kFile));
+  bix::CStyle& bold = loaded["Bold"];
+  const char* path = bold.GetCategoryPath();
+  auto* const own = new bix::COptionFile(&bold);
+  auto* const fixed = new bix::COptionFile(&bold);
+  fixed->SetPathName("fixed.tot");
+  ASSERT_TRUE(bold.AddFile(own));
+  ASSERT_TRUE(bold.AddFile(fixed));
+  ASSERT_TRUE(fixed->SetValue(path, "BasedOn", "Fixed"));
+  ASSERT_TRUE(fixed->SetAttributeValue(path, "BasedOn", "", "fixed", "true"));
+  bold.SetInitialValues();
+  EXPECT_EQ("3", Held(bold, "Width"));
+  EXPECT_EQ("-", Held(bold, "BasedOn"));
+  EXPECT_EQ("Fixed", Get(bold, "BasedOn"));
+  // The file keeps what it had.
+  EXPECT_EQ(0, loaded.file.Save(nullptr));
+  EXPECT_EQ(kFile, Read("a.sty"));
+}
+
+TEST_F(StyleFile, NothingIsAppliedToAFileThatCannotBeWritten) {
+  LoadedStyles loaded(Write("a.sty", kFile));
+  bix::CStyle& bold = loaded["Bold"];
+  auto* const own = new bix::COptionFile(&bold);
+  ASSERT_TRUE(bold.AddFile(own));
+  own->SetPathName((directory / "missing.tot").c_str());
+  bold.SetInitialValues();
+  EXPECT_EQ(nullptr, own->FindKey(bold.GetCategoryPath()));
+  EXPECT_EQ(0, loaded.file.Save(nullptr));
+  EXPECT_EQ(kFile, Read("a.sty"));
+}
+
 TEST_F(StyleFile, SavingKeepsWhatOthersHaveInTheFile) {
   const std::string content =
       "\n[Editor/Display] (Kind=Base, Color=red)\n\n\"Font\"=\"Mono\" (\"a\"=\"1\", \"b\"=\"2\" )\n"
@@ -793,6 +855,18 @@ TEST_F(StyleFile, ARemovedStyleLeavesTheFileAtTheNextSave) {
   EXPECT_EQ(0, loaded.file.Save(nullptr, &loaded.styles));
   LoadedStyles again(path);
   EXPECT_NE(nullptr, again.styles.FindStyle("Bold"));
+}
+
+TEST_F(StyleFile, AStyleIsRemovedOnce) {
+  const std::string path = Write("a.sty", kFile);
+  LoadedStyles loaded(path);
+  loaded.file.RemoveStyle(&loaded["Bold"]);
+  EXPECT_EQ(0, loaded.file.Save(nullptr));
+  // Another process brings it back.
+  Write("a.sty", kFile);
+  EXPECT_EQ(0, loaded.file.Save(nullptr));
+  LoadedStyles again(path);
+  EXPECT_EQ("Base Bold Base ", Names(again.styles));
 }
 
 TEST_F(StyleFile, AStyleRemovedAndListedIsSaved) {
@@ -1014,6 +1088,17 @@ TEST_F(StyleFile, ASecondLoadOfTheSameStylesFileReplacesTheKeys) {
   EXPECT_EQ(0, loaded.file.Save(nullptr));
   EXPECT_EQ(kFile, Read("a.sty"));
   DeleteAll(again);
+}
+
+TEST_F(StyleFile, LoadingAnotherFileForgetsWhatWasToBeRemoved) {
+  LoadedStyles loaded(Write("a.sty", kFile));
+  loaded.file.RemoveStyle(&loaded["Bold"]);
+  const std::string other = Write("b.sty", "");
+  bix::CStyleList none;
+  EXPECT_EQ(0, loaded.file.Load(other.c_str(), &none));
+  EXPECT_EQ(0, loaded.file.Save((directory / "a.sty").c_str(), &none));
+  LoadedStyles again(directory / "a.sty");
+  EXPECT_EQ("Base Bold Base ", Names(again.styles));
 }
 
 }  // namespace

@@ -603,6 +603,18 @@ TEST(StyleValue, StaysWhenTheFirstFileCannotBeWritten) {
   EXPECT_EQ("-", Held(style, "BasedOn"));
 }
 
+TEST(StyleValue, OfAnUndeclaredOptionMakesNoSection) {
+  bix::CStyleKind kind("Class", kClassOptions, 4);
+  bix::CStyle style("A", &kind, "R", 0, nullptr);
+  EXPECT_FALSE(Set(style, "unknown", "1"));
+  void* position = style.GetFirstFilePosition();
+  ASSERT_NE(nullptr, position);
+  EXPECT_EQ(nullptr, style.GetNextFile(position)->FindKey(style.GetCategoryPath()));
+  // So a text that is the default is not stored either.
+  EXPECT_TRUE(Set(style, "x", "1"));
+  EXPECT_EQ("-", Held(style, "x"));
+}
+
 TEST(StyleValue, MayBeATextOfTheStyleItself) {
   bix::CStyleKind kind("Class", kClassOptions, 4);
   bix::CStyle base("Base", &kind, "R", 0, nullptr);
@@ -955,6 +967,7 @@ TEST(StyleExplain, AgreesWithGetValue) {
   bix::CStyle b("B", &kind, "R", 0, &a);
   bix::CStyle inert("I", "Unknown", "R", nullptr);
   bix::CStyle c("C", &kind, "R", 0, &inert);
+  inert.SetParent(&a);  // through which nothing is inherited
   Set(a, "y", "b");
   Set(b, "Width", "3");
   for (const bix::CStyle* style : {&top, &a, &b, &inert, &c})
