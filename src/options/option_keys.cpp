@@ -77,8 +77,11 @@ COptRgKey::~COptRgKey() { Detach(); }
 
 void COptRgKey::SetCategory(CMgrCategory* category) {
   if (m_category != nullptr) m_category->UnregisterOptRgKey(this);
+  m_category = nullptr;
+  if (category == nullptr) return;
+  // First: a key that the category does not know of is not told when that goes.
+  category->RegisterOptRgKey(this);
   m_category = category;
-  if (m_category != nullptr) m_category->RegisterOptRgKey(this);
 }
 
 const char* COptRgKey::GetName() const { return m_name.c_str(); }
