@@ -94,12 +94,15 @@ TEST(FileListingFaults, ADirectoryThatMayNotBeReadIsReported) {
 
 class CopyFaults : public testing::Test {
  protected:
-  CopyFaults() { WriteWholeFile(m_from.c_str(), m_content); }
+  CopyFaults() {
+    for (int i = 0; i < 20'000; ++i) m_content += "line " + std::to_string(i) + '\n';
+    WriteWholeFile(m_from.c_str(), m_content);
+  }
 
   bool Copy() { return BixCopyFile(m_from, m_to); }
 
   TempDirectory m_directory;
-  const std::string m_content = std::string(150'000, 'x') + "end";
+  std::string m_content;  // the same nowhere, and larger than what is copied at a time
   const bix::SString m_from = (m_directory / "from").c_str();
   const bix::SString m_to = (m_directory / "to").c_str();
 };
@@ -162,14 +165,35 @@ TEST_F(CopyFaults, InterruptedCallsAreRepeated) {
 }
 
 TEST_F(CopyFaults, ShortReadsAndWritesGoOn) {
-  bool result = false;
+  for (const bool onlyWrites : {false, true}) {
+    WriteWholeFile(m_to, "");
+    bool result = false;
+    {
+      SystemFaults faults;
+      onlyWrites ? faults.ShortenWrites(1000) : faults.Shorten(1000);
+      result = Copy();
+    }
+    EXPECT_TRUE(result);
+    EXPECT_TRUE(m_content == ReadWholeFile(m_to));
+  }
+}
+
+TEST_F(CopyFaults, AWriteThatFailsBehindAShortOneIsTold) {
+  bool result = true;
+  int number = 0;
   {
     SystemFaults faults;
-    faults.Shorten(1000);
+    faults.ShortenWrites(1000);
+    faults.FailCall(8, ENOSPC);
     result = Copy();
+    number = errno;
   }
-  EXPECT_TRUE(result);
-  EXPECT_TRUE(m_content == ReadWholeFile(m_to));
+  EXPECT_FALSE(result);
+  EXPECT_EQ(ENOSPC, number);
+  const std::string partial = ReadWholeFile(m_to);
+  EXPECT_GE(partial.size(), 1000u);
+  EXPECT_EQ(0u, partial.size() % 1000);
+  EXPECT_TRUE(partial == m_content.substr(0, partial.size()));
 }
 
 TEST_F(CopyFaults, NoDescriptorReachesAProgramThatIsStartedMeanwhile) {
@@ -225,6 +249,28 @@ TEST(FileCopyToAFullDisk, Fails) {
     const std::string partial = ReadWholeFile(directory / "to");
     EXPECT_GT(partial.size(), 0u);
     EXPECT_TRUE(partial == content.substr(0, partial.size()));
+  });
+}
+
+TEST(FileCopyBetweenFileSystems, FilesOfTheSameNumberAreDifferentFiles) {
+  TempDirectory one;
+  TempDirectory other;
+  if (!HasSmallFileSystems(one.Path()))
+    GTEST_SKIP() << "neither root's rights nor user namespaces: no file systems of our own";
+  RunInChild(User::kSame, [&] {
+    ASSERT_TRUE(MountSmallFileSystem(one.Path()));
+    ASSERT_TRUE(MountSmallFileSystem(other.Path()));
+    const auto numberOf = [](const std::string& path) {
+      struct stat status {};
+      EXPECT_EQ(0, stat(path.c_str(), &status)) << path;
+      return status.st_ino;
+    };
+    WriteWholeFile(one / "from", "new");
+    WriteWholeFile(other / "to", "old");
+    ASSERT_EQ(numberOf(one / "from"), numberOf(other / "to"))
+        << "each counts its files from the same number on";
+    EXPECT_TRUE(BixCopyFile((one / "from").c_str(), (other / "to").c_str()));
+    EXPECT_EQ("new", ReadWholeFile(other / "to"));
   });
 }
 

@@ -196,6 +196,14 @@ TEST_F(FileListing, WhatTheListHasTwiceStays) {
   EXPECT_EQ((Texts{m_directory / "a", m_directory / "a", m_directory / "b"}), Paths(items));
 }
 
+TEST_F(FileListing, NamesThatAreTheSamePathAreListedOnce) {
+  Make({"x\\.\\y", "x\\y", "z"});
+  EXPECT_EQ((Texts{"y", "z"}), NamesMatching(m_directory / "*"));
+  Items items;
+  BixFileItem::GetFiles((m_directory / "*").c_str(), items);
+  EXPECT_EQ((Texts{m_directory / "x/y", m_directory / "z"}), Paths(items));
+}
+
 TEST_F(FileListing, ManyCallsOnOneListKeepEveryItem) {
   Texts want;
   Items items;

@@ -1,8 +1,13 @@
 #include "paths/star_pattern.h"
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
+
+#include "paths/compiled_filter.h"
+#include "paths/regex.h"
 
 namespace bix_test {
 namespace {
@@ -21,6 +26,41 @@ TEST(StarPattern, LeavesWhatMayBeARepetitionToTheEngine) {
   for (const char* filter :
        {"a{2}", "a{2,}", "a{1,2}", "x{2,1}", "{2}", "{{3}", "a{,2}", "a{ 1, 2 }", "{a}{2}", "{}"}) {
     EXPECT_FALSE(StarPattern::Parse(filter).has_value()) << filter;
+  }
+}
+
+/// All texts of these characters up to that length.
+std::vector<std::string> AllTexts(const std::string& characters, std::size_t length) {
+  std::vector<std::string> texts{""};
+  for (std::size_t first = 0; length > 0; --length) {
+    const std::size_t end = texts.size();
+    for (; first < end; ++first)
+      for (const char c : characters) texts.push_back(texts[first] + c);
+  }
+  return texts;
+}
+
+TEST(StarPattern, SaysWhatTheEngineSays) {
+  const struct {
+    const char* ofFilters;
+    std::size_t filterLength;
+    const char* ofNames;
+    std::size_t nameLength;
+  } cases[] = {{"ab*", 6, "ab", 4}, {"a*\n", 5, "a\n", 4}, {"a*]\\", 4, "a]\\", 4}};
+  for (const auto& c : cases) {
+    const std::vector<std::string> names = AllTexts(c.ofNames, c.nameLength);
+    for (const std::string& filter : AllTexts(c.ofFilters, c.filterLength)) {
+      const auto stars = StarPattern::Parse(filter);
+      ASSERT_TRUE(stars.has_value()) << filter;
+      bix::SString pattern = filter;
+      bix::SString error;
+      ASSERT_TRUE(bix::impl::NormalizeGlobPatternAndCheckValidity(pattern, error)) << filter;
+      const bix::impl::Regex expression(pattern);
+      for (const std::string& name : names) {
+        ASSERT_EQ(expression.MatchesWhole(name), stars->Matches(name))
+            << '"' << filter << "\" and \"" << name << '"';
+      }
+    }
   }
 }
 

@@ -459,6 +459,37 @@ TEST_F(ResourceHandler, LabelsWhatAnOverriddenGetStringLoads) {
   EXPECT_EQ("own text 107", out);
 }
 
+TEST_F(ResourceHandler, WithoutAModuleAnOverriddenGetStringIsNotAsked) {
+  const OwnTextHandler handler(100, 199);
+  ASSERT_TRUE(BixModuleManager::RegisterRange("ABC", 100, 199));
+  SString out = "old";
+  EXPECT_FALSE(handler.GetPrefixedString(105, out));
+  EXPECT_EQ("old", out);
+}
+
+/// Takes one number beyond its range for its own.
+class WiderHandler : public BixResourceHandler {
+ public:
+  using BixResourceHandler::BixResourceHandler;
+  bool IsHandled(unsigned id) const override {
+    return id == 4711 || BixResourceHandler::IsHandled(id);
+  }
+};
+
+TEST_F(ResourceHandler, AsksAnOverriddenIsHandled) {
+  m_table.Add(4711, "text");
+  WiderHandler handler(100, 199);
+  handler.SetInstance(Module());
+  ASSERT_TRUE(BixModuleManager::RegisterRange("ABC", 100, 199));
+  ASSERT_TRUE(BixModuleManager::RegisterResourceHandler(handler));
+  SString out;
+  EXPECT_TRUE(handler.GetString(4711, out));
+  EXPECT_EQ("text", out);
+  // The range is that of the handler, the number may lie behind it.
+  EXPECT_TRUE(PvxGetPrefixedString(4711, out));
+  EXPECT_EQ("ABC4611: text", out);
+}
+
 TEST_F(ResourceHandler, ATextIsFoundByItsNumberAlone) {
   m_table.Add(105, "No such node.");
   BixResourceHandler handler(100, 199);

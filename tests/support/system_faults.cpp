@@ -92,7 +92,9 @@ void SystemFaults::WatchDescriptors() {
   t_faults = this;
 }
 
-void SystemFaults::Shorten(std::size_t bytes) { m_limit = bytes; }
+void SystemFaults::Shorten(std::size_t bytes) { m_readLimit = m_writeLimit = bytes; }
+
+void SystemFaults::ShortenWrites(std::size_t bytes) { m_writeLimit = bytes; }
 
 int SystemFaults::Note(const char* function, const std::string& name) {
   m_calls.push_back(std::string(function) + " " + name);
@@ -236,7 +238,8 @@ extern "C" ssize_t bix_replaced_write(int fd, const void* bytes, std::size_t siz
     errno = error;
     return -1;
   }
-  return real(fd, bytes, bix_test::t_faults != nullptr ? bix_test::t_faults->Limit(size) : size);
+  return real(fd, bytes,
+              bix_test::t_faults != nullptr ? bix_test::t_faults->WriteLimit(size) : size);
 }
 
 extern "C" ssize_t bix_replaced_read(int fd, void* bytes, std::size_t size) __asm__("read");
@@ -247,7 +250,8 @@ extern "C" ssize_t bix_replaced_read(int fd, void* bytes, std::size_t size) {
     errno = error;
     return -1;
   }
-  return real(fd, bytes, bix_test::t_faults != nullptr ? bix_test::t_faults->Limit(size) : size);
+  return real(fd, bytes,
+              bix_test::t_faults != nullptr ? bix_test::t_faults->ReadLimit(size) : size);
 }
 
 extern "C" int bix_replaced_close(int fd) __asm__("close");

@@ -16,6 +16,7 @@
 ///     calls = faults.Calls();
 ///   }
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -41,6 +42,8 @@ class SystemFaults {
   void KillAtCall(std::size_t number);
   /// Every read and write moves at most this many bytes.
   void Shorten(std::size_t bytes);
+  /// Every write moves at most this many bytes, and reads are whole.
+  void ShortenWrites(std::size_t bytes);
 
   /// Pauses, and waiting for a descriptor, take no time: each moves the thread's clock by a second
   /// instead.
@@ -62,7 +65,8 @@ class SystemFaults {
   bool IsOver() const { return m_failingCall != 0 && m_calls.size() >= m_failingCall; }
   bool SkipsPause() { return m_skipsPauses && ++m_skippedPauses > 0; }
   int SkippedSeconds() const { return m_skippedPauses; }
-  std::size_t Limit(std::size_t bytes) const { return bytes < m_limit ? bytes : m_limit; }
+  std::size_t ReadLimit(std::size_t bytes) const { return std::min(bytes, m_readLimit); }
+  std::size_t WriteLimit(std::size_t bytes) const { return std::min(bytes, m_writeLimit); }
 
  private:
   void NoteInheritable();
@@ -77,7 +81,8 @@ class SystemFaults {
   std::vector<std::pair<std::string, int>> m_failingBeginnings;
   bool m_skipsPauses = false;
   int m_skippedPauses = 0;
-  std::size_t m_limit = static_cast<std::size_t>(-1);
+  std::size_t m_readLimit = static_cast<std::size_t>(-1);
+  std::size_t m_writeLimit = static_cast<std::size_t>(-1);
 };
 
 }  // namespace bix_test
