@@ -1,7 +1,11 @@
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <new>
+#include <string>
 
 #include "paths/regex.h"
 
@@ -22,6 +26,15 @@ std::string ErrorText(int error) {
   // The engine's longest text is shorter than half of this; a longer one would be cut.
   (void)pcre2_get_error_message(error, text, sizeof text);
   return reinterpret_cast<const char*>(text);
+}
+
+/// The engine counts a step only where a wildcard or quantifier takes something. Those that take
+/// nothing follow each other uncounted, as many as there are in the expression, so that its length
+/// takes part in the time of a step.
+std::uint32_t MatchSteps(const std::string& expression) {
+  constexpr std::size_t kOrdinaryLength = 64;
+  const std::size_t share = std::max(expression.size() / kOrdinaryLength, std::size_t{1});
+  return static_cast<std::uint32_t>(kMatchSteps / share);
 }
 
 PCRE2_SPTR Bytes(const std::string& text) { return reinterpret_cast<PCRE2_SPTR>(text.data()); }
@@ -49,7 +62,7 @@ Regex::Regex(const std::string& expression) {
   engine->data.reset(pcre2_match_data_create(1, nullptr));
   engine->context.reset(pcre2_match_context_create(nullptr));
   if (engine->data == nullptr || engine->context == nullptr) throw std::bad_alloc();
-  pcre2_set_match_limit(engine->context.get(), kMatchSteps);
+  pcre2_set_match_limit(engine->context.get(), MatchSteps(expression));
   pcre2_set_depth_limit(engine->context.get(), kMatchDepth);
   m_engine = std::move(engine);
 }

@@ -407,7 +407,10 @@ TEST(GlobFilterQuantifiers, ADeepFilterDoesNotOverflowTheStack) {
   RunOnASmallStack([] {
     std::string filter = "a{1}";
     for (int i = 0; i < 8'000; ++i) filter += "*a";
-    ExpectCases({{filter + "b", std::string(100'000, 'a'), false}});
+    // Without a "b" in the name the engine would not even begin.
+    ExpectCases({{filter + "b", std::string(100'000, 'a') + "bc", false},
+                 // The first star takes all, and each of the others nothing, one level deeper.
+                 {"a{1}" + std::string(15'000, '*') + "b", "abc", false}});
   });
 }
 
