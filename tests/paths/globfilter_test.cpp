@@ -411,6 +411,9 @@ TEST(GlobFilterQuantifiers, ADeepFilterDoesNotOverflowTheStack) {
     ExpectCases({{filter + "b", std::string(100'000, 'a') + "bc", false},
                  // The first star takes all, and each of the others nothing, one level deeper.
                  {"a{1}" + std::string(15'000, '*') + "b", "abc", false}});
+    std::string optional;
+    for (int i = 0; i < 5'000; ++i) optional += "a{0,1}";
+    ExpectCases({{optional + "b", std::string(5'000, 'a') + "bc", false}});
   });
 }
 
