@@ -167,7 +167,11 @@ class LengthEstimate {
     // seconds. So a number is taken and no text is looked at; a text counts the least.
     // Test: FormatBoundCompat.NoTextIsReadBehindACapitalF
     if (letter == 'f') return AddFixed();
-    if (letter == '\0' || std::strchr("cCsSdiuoxXpegGn", letter) == nullptr) return;
+    if (letter == '\0' || std::strchr("cCsSdiuoxXpegGn", letter) == nullptr) {
+      // The letter may be the "%" of what the system takes for the next conversion.
+      m_mayHoldZero = true;
+      return;
+    }
     (void)va_arg(m_arguments, double);
     if (letter == 'c' || letter == 'C') return AddText(2);
     if (letter == 's' || letter == 'S') return AddText(1);

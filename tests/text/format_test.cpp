@@ -345,6 +345,10 @@ TEST(FormatBoundCompat, NoTextIsReadBehindACapitalF) {
   EXPECT_EQ(TooShort(7), Format("%.1Fn|%s", 1.5, "abcdef"));
 }
 
+TEST(FormatBoundCompat, AZeroByteEndsTheTextAlsoBehindACapitalF) {
+  EXPECT_EQ(Good("1.500000g2.500000F", 129), Format("%Fg%FF%c", 1.5, 2.5, 0));
+}
+
 TEST(FormatBoundCompat, PrefixesMayBeRepeated) {
   EXPECT_EQ(Good("5", 32), Format("%lld", 5LL));
   EXPECT_EQ(Good("5", 32), Format("%hhd", 5));
