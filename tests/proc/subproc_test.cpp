@@ -528,9 +528,10 @@ TEST(SubProcZombies, ThousandsOfLaunchesLeaveNoChildAndNoDescriptor) {
 
 TEST(SubProcZombies, ChildrenThatWereLeftAreReapedLater) {
   CSubProc child;
-  ASSERT_EQ(0, Launch(child, {"cat"}));
+  ASSERT_EQ(0, Launch(child, {BIX_CHILD, "wait"}));
   const int pid = PidOf(child);
-  child.reset();  // the end of its input ends it
+  child.reset();
+  ASSERT_EQ(0, kill(pid, SIGKILL));
   siginfo_t information;
   ASSERT_EQ(0, waitid(P_PID, static_cast<id_t>(pid), &information, WEXITED | WNOWAIT));
   ASSERT_EQ(0, Launch(child, {BIX_CHILD}));
