@@ -35,9 +35,9 @@ constexpr const char* kSavedLibraryPath = "R5_SAVED_LD_LIBRARY_PATH";
 constexpr const char* kLibraryPathIs = "LD_LIBRARY_PATH=";
 
 // Both ways of a child that answers while it is still being written to; the system's own size makes
-// the two sides wait for each other far more often. Larger ones would use up what the system grants
-// a user who launches many children.
-constexpr int kPipeSize = 256 * 1024;
+// the two sides wait for each other far more often. It is the most that a user may ask for; one with
+// many children at a time is refused it for the later ones, which then are only slower.
+constexpr int kPipeSize = 1024 * 1024;
 
 // A killed child ends at once, unless the system holds it inside a device.
 constexpr unsigned kReapPatience = 1000;
