@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -468,11 +469,11 @@ TEST(SubProcWaitFor, TellsWhetherTheChildHasEndedAndLeavesItToBeWaitedFor) {
   EXPECT_FALSE(child.wait_for(0));
 }
 
-TEST(SubProcWaitFor, IsNotEndedBySignalsOfTheHost) {
+/// Sends signals to this thread while it waits for a `cat`, and then ends the input of the child.
+void WaitAmongSignals(CSubProc& child, const std::function<void()>& wait) {
   struct sigaction counting = {}, before;
   counting.sa_handler = [](int) {};
   ASSERT_EQ(0, sigaction(SIGUSR1, &counting, &before));
-  CSubProc child;
   ASSERT_EQ(0, Launch(child, {"cat"}));
   const pthread_t waiter = pthread_self();
   std::thread disturber([&] {
@@ -482,31 +483,23 @@ TEST(SubProcWaitFor, IsNotEndedBySignalsOfTheHost) {
     }
     child.close_write();
   });
-  EXPECT_TRUE(child.wait_for(60000));
+  wait();
   disturber.join();
-  EXPECT_EQ(0, child.get_exit_status());
   child.reset();
   ASSERT_EQ(0, sigaction(SIGUSR1, &before, nullptr));
 }
 
-TEST(SubProcWaitStatus, IsNotEndedBySignalsOfTheHost) {
-  struct sigaction counting = {}, before;
-  counting.sa_handler = [](int) {};
-  ASSERT_EQ(0, sigaction(SIGUSR1, &counting, &before));
+TEST(SubProcWaitFor, IsNotEndedBySignalsOfTheHost) {
   CSubProc child;
-  ASSERT_EQ(0, Launch(child, {"cat"}));
-  const pthread_t waiter = pthread_self();
-  std::thread disturber([&] {
-    for (int i = 0; i < 100; ++i) {
-      pthread_kill(waiter, SIGUSR1);
-      std::this_thread::yield();
-    }
-    child.close_write();
+  WaitAmongSignals(child, [&] {
+    EXPECT_TRUE(child.wait_for(60000));
+    EXPECT_EQ(0, child.get_exit_status());
   });
-  EXPECT_EQ(0, child.get_exit_status());
-  disturber.join();
-  child.reset();
-  ASSERT_EQ(0, sigaction(SIGUSR1, &before, nullptr));
+}
+
+TEST(SubProcWaitStatus, IsNotEndedBySignalsOfTheHost) {
+  CSubProc child;
+  WaitAmongSignals(child, [&] { EXPECT_EQ(0, child.get_exit_status()); });
 }
 
 TEST(SubProcZombies, ThousandsOfLaunchesLeaveNoChildAndNoDescriptor) {

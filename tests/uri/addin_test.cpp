@@ -1,7 +1,5 @@
 // Schemes that come with add-ins: real libraries, loaded and unloaded.
 
-#include <memory>
-#include <sstream>
 #include <string>
 
 #include <dlfcn.h>
@@ -13,11 +11,13 @@
 #include "support/recording_handler.h"
 #include "support/temp_directory.h"
 #include "support/working_directory.h"
+#include "uri/read_location.h"
 
 namespace {
 
 using bix::SString;
 using bix::SUri;
+using bix_test::Read;
 using bix_test::ReadWholeFile;
 using bix_test::TempDirectory;
 using bix_test::WriteWholeFile;
@@ -51,18 +51,6 @@ class AddIn {
   const char* m_file;
   void* m_library;
 };
-
-std::string Read(const SString& uri) {
-  Errors errors;
-  const std::unique_ptr<std::istream> stream(SUri.OpenRead(errors, uri));
-  std::ostringstream text;
-  if (stream != nullptr)
-    text << stream->rdbuf();
-  else
-    text << "<null>";
-  for (const SString& error : errors) text << " [" << error << "]";
-  return text.str();
-}
 
 TEST(UriAddIn, ItsLocationsAreThereWhileItsSchemeIsRegistered) {
   const TempDirectory directory;

@@ -5,7 +5,6 @@
 #include <fstream>
 #include <list>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <type_traits>
 
@@ -19,6 +18,7 @@
 #include "support/recording_handler.h"
 #include "support/temp_directory.h"
 #include "support/working_directory.h"
+#include "uri/read_location.h"
 #include "uri/recording_scheme.h"
 
 namespace {
@@ -27,6 +27,7 @@ using bix::SString;
 using bix::SUri;
 using bix::SUriScheme;
 using bix::SUriSchemeManager;
+using bix_test::Read;
 using bix_test::ReadWholeFile;
 using bix_test::RecordingScheme;
 using bix_test::ScopedRecorder;
@@ -37,19 +38,6 @@ using Errors = bix::SVector<SString>;
 using Items = bix::SVector<void*>;
 
 constexpr int kReadWrite = SUriScheme::eRead | SUriScheme::eWrite;
-
-/// What is read from a location: its text, or "<null>" and the errors.
-std::string Read(const SString& uri) {
-  Errors errors;
-  const std::unique_ptr<std::istream> stream(SUri.OpenRead(errors, uri));
-  std::ostringstream text;
-  if (stream != nullptr)
-    text << stream->rdbuf();
-  else
-    text << "<null>";
-  for (const SString& error : errors) text << " [" << error << "]";
-  return text.str();
-}
 
 /// Writes to a location; returns the errors, or "<null>" and the errors.
 std::string Write(const SString& uri, const char* what) {
