@@ -218,9 +218,9 @@ JNIEnv* Start() {
       {const_cast<char*>("-Xmx64m"), nullptr},
       {const_cast<char*>("-XX:-UsePerfData"), nullptr},  // writes nothing beside the program
       {const_cast<char*>("-XX:+UseSerialGC"), nullptr},
-      // Starts faster, and leaves the signals of the test program alone.
-      {const_cast<char*>("-XX:TieredStopAtLevel=1"), nullptr},
-      {const_cast<char*>("-Xrs"), nullptr},
+      // A compiler beside the program holds references of its own for as long as it compiles.
+      {const_cast<char*>("-Xint"), nullptr},
+      {const_cast<char*>("-Xrs"), nullptr},  // leaves the signals of the test program alone
   };
   JavaVMInitArgs arguments = {};
   arguments.version = JNI_VERSION_1_8;
