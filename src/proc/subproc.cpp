@@ -288,8 +288,9 @@ int CSubProc::FailLaunch(int error) {
 int CSubProc::write(const char* buf, unsigned len) {
   const PipeUse use(m_lock, m_wfd, m_writers, m_closingWrite);
   if (use.Get() < 0) return 0;
-  const impl::WithoutSigpipe noSignal;
+  impl::WithoutSigpipe noSignal;
   const ssize_t count = ::write(use.Get(), buf, std::min<unsigned>(len, INT_MAX));
+  if (count == static_cast<ssize_t>(len)) noSignal.NothingRaised();
   // COMPAT(any-failure-ends): an interrupted call and one that would have to wait end it as well.
   // Test: SubProcStateCompat.AFailedReadOrWriteEndsInStateTwo
   if (count < 0) m_state = 2;

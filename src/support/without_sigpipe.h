@@ -11,7 +11,8 @@
 namespace bix::impl {
 
 /// Keeps SIGPIPE from this thread for the length of a scope, and takes back the one that the call in
-/// the scope has raised. The action of the host for the signal stays untouched. Keeps `errno`.
+/// the scope has raised: also a call that has written a part before the reader went raises one. The
+/// action of the host for the signal stays untouched. Keeps `errno`.
 class WithoutSigpipe {
  public:
   WithoutSigpipe() {
@@ -27,7 +28,7 @@ class WithoutSigpipe {
   WithoutSigpipe& operator=(const WithoutSigpipe&) = delete;
   ~WithoutSigpipe() {
     const int error = errno;
-    if (error == EPIPE && !m_wasPending) {
+    if (m_mayBeRaised && !m_wasPending) {
       const timespec none = {};
       while (::sigtimedwait(&m_sigpipe, nullptr, &none) < 0 && errno == EINTR) {
       }
@@ -36,10 +37,14 @@ class WithoutSigpipe {
     errno = error;
   }
 
+  /// Spares the look for the signal, after a call that has written everything.
+  void NothingRaised() { m_mayBeRaised = false; }
+
  private:
   sigset_t m_sigpipe;
   sigset_t m_before;
   bool m_wasPending;
+  bool m_mayBeRaised = true;
 };
 
 }  // namespace bix::impl

@@ -386,6 +386,29 @@ TEST(SubProcPipes, WritingToADeadChildIsAResultAndNoSignal) {
   EXPECT_FALSE(HasChildren());
 }
 
+TEST(SubProcPipes, AChildThatGoesInTheMiddleOfAWriteIsAResultAndNoSignal) {
+  struct sigaction before;
+  ASSERT_EQ(0, sigaction(SIGPIPE, nullptr, &before));
+  ASSERT_EQ(SIG_DFL, before.sa_handler);  // a signal would end this process
+  const std::string sent = "a line\n" + std::string(std::size_t{8} << 20, 'x');
+  CSubProc child;
+  ASSERT_EQ(0, Launch(child, {"sh", "-c", "read line"}));
+  // More than the pipe holds, so it is under way when the child ends.
+  const int count = child.write(sent.data(), static_cast<unsigned>(sent.size()));
+  EXPECT_LT(0, count);
+  EXPECT_GT(static_cast<int>(sent.size()), count);
+  EXPECT_EQ(1, child.state());
+  sigset_t pending;
+  ASSERT_EQ(0, sigpending(&pending));
+  EXPECT_EQ(0, sigismember(&pending, SIGPIPE));
+  EXPECT_EQ(-1, child.write("x", 1));
+  EXPECT_EQ(EPIPE, errno);
+  EXPECT_EQ(2, child.state());
+  ASSERT_EQ(0, sigpending(&pending));
+  EXPECT_EQ(0, sigismember(&pending, SIGPIPE));
+  child.reset();
+}
+
 TEST(SubProcPipes, ASignalThatTheHostHasPendingStaysPending) {
   sigset_t sigpipe, before, pending;
   sigemptyset(&sigpipe);
