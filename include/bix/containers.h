@@ -46,10 +46,16 @@ struct ListNode {
   void* element;
 };
 
-struct ListStore;
+/// What a list has while it is not empty.
+struct ListHead {
+  ListNode* first;
+  ListNode* last;
+  std::int32_t count;
+};
 
-/// What MList does, without the type of its elements. A short list makes its nodes one by one, a
-/// longer one in blocks; a long one that is searched keeps a table of its elements.
+/// What MList does, without the type of its elements. Nearly all lists of a settings tree are empty
+/// for good, so an empty one is a null pointer and no more. Nodes are made in blocks that grow with
+/// the list; a long list that is searched keeps a table of its elements.
 class BIX_EXPORT ListBase {
  public:
   ListBase() = default;
@@ -59,29 +65,16 @@ class BIX_EXPORT ListBase {
     if (m_head != nullptr) Clear();
   }
 
-  ListNode* Append(void* element) {
-    ListNode* const node = MakeNode(element);
-    node->next = nullptr;
-    node->previous = m_tail;
-    node->element = element;
-    (m_tail != nullptr ? m_tail->next : m_head) = node;
-    m_tail = node;
-    ++m_count;
-    return node;
-  }
+  std::int32_t GetCount() const { return m_head != nullptr ? m_head->count : 0; }
+  ListNode* GetFirst() const { return m_head != nullptr ? m_head->first : nullptr; }
+  ListNode* Append(void* element);
   ListNode* Find(const void* element) const;
   ListNode* FindIndexed(const void* element);
   void Remove(ListNode* node);
   void Clear();
 
-  ListNode* m_head = nullptr;
-  ListNode* m_tail = nullptr;
-  std::int32_t m_count = 0;
-
  private:
-  ListNode* MakeNode(void* element);
-
-  ListStore* m_store = nullptr;  // null while the list is short
+  ListHead* m_head = nullptr;
 };
 
 }  // namespace impl
@@ -97,11 +90,11 @@ class MList {
   MList& operator=(const MList&) = delete;
 
   /// The number of elements, duplicates included.
-  int GetCount() const { return m_list.m_count; }
+  int GetCount() const { return m_list.GetCount(); }
   /// Whether there are no elements.
-  bool IsEmpty() const { return m_list.m_count == 0; }
+  bool IsEmpty() const { return m_list.GetFirst() == nullptr; }
   /// The position of the first element, or null.
-  void* GetHeadPosition() const { return m_list.m_head; }
+  void* GetHeadPosition() const { return m_list.GetFirst(); }
   /// Returns the element at `position`, which is not null, and moves `position` to the next one.
   T GetNext(void*& position) const {
     const impl::ListNode* node = static_cast<impl::ListNode*>(position);

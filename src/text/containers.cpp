@@ -8,87 +8,91 @@
 namespace bix::impl {
 namespace {
 
-constexpr std::int32_t kLooseNodes = 2;     // a shorter list makes its nodes one by one
 constexpr std::int32_t kIndexedCount = 64;  // a shorter list is searched one by one
-constexpr std::size_t kFirstBlockNodes = 8;
-constexpr std::size_t kLargestBlockNodes = 640;
+constexpr std::int32_t kFirstBlockNodes = 2;
+constexpr std::int32_t kLargestBlockNodes = 640;
 
 /// Where each element of a long list stands first, and the chain of its further occurrences.
 class ListIndex {
  public:
   ListNode* Find(const void* element) const {
-    const auto run = m_runs.find(element);
-    return run != m_runs.end() ? run->second.first : nullptr;
+    return static_cast<ListNode*>(m_firsts.Find(Hash(element), [element](const void* node) {
+      return static_cast<const ListNode*>(node)->element == element;
+    }));
   }
 
-  /// `node` becomes the last of its list.
-  void Add(ListNode* node, const void* element) {
-    const auto [run, isNew] = m_runs.try_emplace(element, Run{node, node});
-    if (isNew) return;
-    ListNode* const last = run->second.last;
-    m_links[node] = Link{last, nullptr};
-    m_links[last].next = node;  // a first occurrence has no link until it has a second
-    run->second.last = node;
-  }
-
-  void Remove(ListNode* node) {
-    const auto run = m_runs.find(node->element);
-    if (run->second.first == run->second.last) {
-      m_runs.erase(run);
+  /// `node`, which holds its element already, becomes the last of its list.
+  void Add(ListNode* node) {
+    ListNode* const first = Find(node->element);
+    if (first == nullptr) {
+      m_firsts.Reserve();
+      m_firsts.Add(Hash(node->element), node);
       return;
     }
-    const auto found = m_links.find(node);
+    Link& firstLink = m_chains.try_emplace(first, Link{first, nullptr}).first->second;
+    ListNode* const last = firstLink.previous;
+    m_chains[node] = Link{last, nullptr};
+    m_chains[last].next = node;
+    firstLink.previous = node;
+  }
+
+  void Remove(ListNode* node) noexcept {
+    const auto found = m_chains.find(node);
+    if (found == m_chains.end()) return m_firsts.Remove(Hash(node->element), node);
+    ListNode* first = Find(node->element);
     const Link link = found->second;
-    m_links.erase(found);
-    if (link.previous != nullptr)
-      m_links[link.previous].next = link.next;
-    else
-      run->second.first = link.next;
-    if (link.next != nullptr)
-      m_links[link.next].previous = link.previous;
-    else
-      run->second.last = link.previous;
-    // One that is left alone needs no link, and must not keep one that names removed nodes.
-    if (run->second.first == run->second.last) m_links.erase(run->second.first);
+    m_chains.erase(found);
+    if (node == first) {
+      m_firsts.Remove(Hash(node->element), first);
+      first = link.next;
+      m_firsts.Add(Hash(node->element), first);  // in the room of the one just removed
+    } else {
+      m_chains.find(link.previous)->second.next = link.next;
+    }
+    // The last occurrence is known to the first one.
+    const auto behind = m_chains.find(link.next != nullptr ? link.next : first);
+    behind->second.previous = link.previous;
+    // One that is left alone is no chain.
+    if (const auto rest = m_chains.find(first); rest->second.next == nullptr) m_chains.erase(rest);
   }
 
  private:
-  struct Run {
-    ListNode* first;
-    ListNode* last;
-  };
+  /// The neighbours of an element that occurs more than once. The first has the last as previous.
   struct Link {
     ListNode* previous = nullptr;
     ListNode* next = nullptr;
   };
-  std::unordered_map<const void*, Run> m_runs;
-  std::unordered_map<const ListNode*, Link> m_links;
+
+  std::uint32_t Hash(const void* element) const {
+    return HashBytes({reinterpret_cast<const char*>(&element), sizeof element}, 0);
+  }
+
+  HashIndex m_firsts;
+  std::unordered_map<const ListNode*, Link> m_chains;
 };
 
 struct NodeBlock {
   NodeBlock* next;
 };
 
-}  // namespace
-
-/// What a longer list has besides its nodes.
-struct ListStore {
+/// A list while it is not empty: its head, its nodes and where they come from.
+struct ListStore : ListHead {
   ListNode* free = nullptr;
-  ListNode* cursor = nullptr;
-  ListNode* end = nullptr;
+  ListNode* cursor = &firstNode;
+  ListNode* end = &firstNode + 1;
   NodeBlock* blocks = nullptr;
-  std::size_t blockNodes = kFirstBlockNodes;
   std::unique_ptr<ListIndex> index;
-  ListNode* loose[kLooseNodes] = {};  // the nodes from before there was a store
-  std::int32_t looseCount = 0;
+  ListNode firstNode;  // a list of one element needs no block
 
+  ListStore() : ListHead{nullptr, nullptr, 0} {}
+  ListStore(const ListStore&) = delete;
+  ListStore& operator=(const ListStore&) = delete;
   ~ListStore() {
-    for (; blocks != nullptr;) {
+    while (blocks != nullptr) {
       NodeBlock* const next = blocks->next;
       std::free(blocks);
       blocks = next;
     }
-    for (std::int32_t i = 0; i < looseCount; ++i) delete loose[i];
   }
 
   ListNode* Take() {
@@ -102,64 +106,61 @@ struct ListStore {
   }
 
   void GiveBack(ListNode* node) {
-    for (std::int32_t i = 0; i < looseCount; ++i) {
-      if (loose[i] != node) continue;
-      loose[i] = loose[--looseCount];
-      delete node;
-      return;
-    }
     node->next = free;
     free = node;
   }
 
+  /// All nodes are in use, so the list grows by half.
   void AddBlock() {
-    void* const room = std::malloc(sizeof(NodeBlock) + blockNodes * sizeof(ListNode));
+    const std::int32_t nodes = std::clamp(count / 2, kFirstBlockNodes, kLargestBlockNodes);
+    void* const room =
+        std::malloc(sizeof(NodeBlock) + static_cast<std::size_t>(nodes) * sizeof(ListNode));
     if (room == nullptr) throw std::bad_alloc();
     blocks = new (room) NodeBlock{blocks};
     cursor = reinterpret_cast<ListNode*>(blocks + 1);
-    end = cursor + blockNodes;
-    blockNodes = std::min(blockNodes * 2, kLargestBlockNodes);
+    end = cursor + nodes;
   }
 };
 
-ListNode* ListBase::MakeNode(void* element) {
-  if (m_store == nullptr) {
-    if (m_count < kLooseNodes) return new ListNode;
-    auto store = std::make_unique<ListStore>();
-    store->AddBlock();
-    // Nothing fails from here: the store deletes what it has taken over.
-    for (ListNode* node = m_head; node != nullptr; node = node->next)
-      store->loose[store->looseCount++] = node;
-    m_store = store.release();  // owned by the list from here, until it is empty
-  }
-  ListNode* const node = m_store->Take();
-  if (m_store->index != nullptr) {
+ListStore* Store(ListHead* head) { return static_cast<ListStore*>(head); }
+
+}  // namespace
+
+ListNode* ListBase::Append(void* element) {
+  if (m_head == nullptr) m_head = new ListStore;
+  ListStore* const store = Store(m_head);
+  ListNode* const node = store->Take();
+  *node = {nullptr, store->last, element};
+  if (store->index != nullptr) {
     try {
-      m_store->index->Add(node, element);
+      store->index->Add(node);
     } catch (...) {
       // What is half entered is of no use; the next search makes a new table.
-      m_store->index.reset();
-      m_store->GiveBack(node);
+      store->index.reset();
+      store->GiveBack(node);
       throw;
     }
   }
+  (store->last != nullptr ? store->last->next : store->first) = node;
+  store->last = node;
+  ++store->count;
   return node;
 }
 
 ListNode* ListBase::Find(const void* element) const {
-  if (m_store != nullptr && m_store->index != nullptr) return m_store->index->Find(element);
-  ListNode* node = m_head;
+  if (m_head == nullptr) return nullptr;
+  if (const auto& index = Store(m_head)->index; index != nullptr) return index->Find(element);
+  ListNode* node = m_head->first;
   while (node != nullptr && node->element != element) node = node->next;
   return node;
 }
 
 ListNode* ListBase::FindIndexed(const void* element) {
-  if (m_count >= kIndexedCount && m_store->index == nullptr) {
+  if (GetCount() >= kIndexedCount && Store(m_head)->index == nullptr) {
     try {
       auto index = std::make_unique<ListIndex>();
-      for (ListNode* node = m_head; node != nullptr; node = node->next)
-        index->Add(node, node->element);
-      m_store->index = std::move(index);
+      for (ListNode* node = m_head->first; node != nullptr; node = node->next) index->Add(node);
+      Store(m_head)->index = std::move(index);
     } catch (const std::bad_alloc&) {
       // Searched one by one then.
     }
@@ -168,34 +169,18 @@ ListNode* ListBase::FindIndexed(const void* element) {
 }
 
 void ListBase::Remove(ListNode* node) {
-  if (m_count == 1) {
-    Clear();
-    return;
-  }
-  (node->previous != nullptr ? node->previous->next : m_head) = node->next;
-  (node->next != nullptr ? node->next->previous : m_tail) = node->previous;
-  --m_count;
-  if (m_store == nullptr) {
-    delete node;
-    return;
-  }
-  if (m_store->index != nullptr) m_store->index->Remove(node);
-  m_store->GiveBack(node);
+  if (m_head->count == 1) return Clear();
+  ListStore* const store = Store(m_head);
+  (node->previous != nullptr ? node->previous->next : store->first) = node->next;
+  (node->next != nullptr ? node->next->previous : store->last) = node->previous;
+  --store->count;
+  if (store->index != nullptr) store->index->Remove(node);
+  store->GiveBack(node);
 }
 
 void ListBase::Clear() {
-  if (m_store != nullptr) {
-    delete m_store;
-    m_store = nullptr;
-  } else {
-    for (ListNode* node = m_head; node != nullptr;) {
-      ListNode* const next = node->next;
-      delete node;
-      node = next;
-    }
-  }
-  m_head = m_tail = nullptr;
-  m_count = 0;
+  delete Store(m_head);
+  m_head = nullptr;
 }
 
 HashIndex::~HashIndex() {

@@ -443,7 +443,7 @@ TEST(Map, ManyKeysWithTheSameOrderHashAreAllFound) {
 }
 
 TEST(Containers, AreSmallWhileTheyAreEmpty) {
-  EXPECT_LE(sizeof(MList<int*>), 4 * sizeof(void*));
+  EXPECT_LE(sizeof(MList<int*>), sizeof(void*));
   EXPECT_LE(sizeof(MMap<SString, int*>), 2 * sizeof(void*));
 }
 
