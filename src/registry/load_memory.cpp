@@ -21,9 +21,10 @@ constexpr std::size_t kWorthLargePage = std::size_t{1} << 20;
 constexpr std::size_t kSmallestBlock = std::size_t{2} << 10;
 constexpr double kUsualGrowth = 4;  // from the bytes of a line to those of its value
 constexpr std::size_t kLargestHeapBlock = std::size_t{64} << 10;
-// A large page costs about a tenth of the small pages that it replaces, unless the system has to
-// move others out of the way for it, or has to get it from the host of a virtual machine.
-constexpr std::chrono::microseconds kSlowLargePage{1000};
+// What the small pages cost that a large page replaces. It costs about a tenth of that, unless the
+// system has to move others out of the way for it, or has to get it from the host of a virtual
+// machine.
+constexpr std::chrono::microseconds kCostOfSmallPages{1000};
 
 constexpr bool IsMapped(std::size_t size) { return size >= kWorthLargePage; }
 
@@ -117,17 +118,24 @@ void* LoadMemory::Take(std::size_t size) {
 void LoadMemory::AddBlock(std::size_t size) {
   CloseBlock();
   const std::size_t rest = GuessRest();
-  const std::size_t blockSize = std::max(rest >= kWorthLargePage && !m_areLargePagesSlow
+  const std::size_t blockSize = std::max(rest >= kWorthLargePage && AreLargePagesWorthIt()
                                              ? kLargePage
                                              : std::clamp(rest, kSmallestBlock, kLargestHeapBlock),
                                          size + sizeof(Block));
   char* const room = static_cast<char*>(AllocateBlock(blockSize));
   const auto start = std::chrono::steady_clock::now();
   m_block = new (room) Block{{SIZE_MAX}, blockSize};  // the first touch
-  if (IsMapped(blockSize) && std::chrono::steady_clock::now() - start > kSlowLargePage)
-    m_areLargePagesSlow = true;
+  if (IsMapped(blockSize)) {
+    m_largePageCost += std::chrono::steady_clock::now() - start;
+    m_largePages += RoundedUp(blockSize, kLargePage) / kLargePage;
+  }
   m_cursor = room + sizeof(Block);
   m_end = room + blockSize;
+}
+
+/// Whether the large pages of this file took no longer to get, all in all, than small ones would.
+bool LoadMemory::AreLargePagesWorthIt() const {
+  return m_largePageCost <= kCostOfSmallPages * m_largePages;
 }
 
 /// What the rest of the file will need if it goes on as it began, and of a file just begun, if its

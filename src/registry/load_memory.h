@@ -7,6 +7,7 @@
 /// shared blocks. Each object still is released on its own, in any thread and at any time later; a
 /// block goes with the last object in it. Without a LoadMemory objects come from the ordinary heap.
 
+#include <chrono>
 #include <cstddef>
 
 namespace bix::impl {
@@ -42,6 +43,7 @@ class LoadMemory {
 
   void* Take(std::size_t size);
   void AddBlock(std::size_t size);
+  bool AreLargePagesWorthIt() const;
   std::size_t GuessRest() const;
   void CloseBlock() noexcept;
 
@@ -49,9 +51,10 @@ class LoadMemory {
   Block* m_block = nullptr;
   char* m_cursor = nullptr;
   char* m_end = nullptr;
-  std::size_t m_taken = 0;           // objects in the present block
-  std::size_t m_usedSize = 0;        // by all objects in closed blocks
-  bool m_areLargePagesSlow = false;  // on this machine, at present
+  std::size_t m_taken = 0;     // objects in the present block
+  std::size_t m_usedSize = 0;  // by all objects in closed blocks
+  std::size_t m_largePages = 0;
+  std::chrono::steady_clock::duration m_largePageCost{};
   LoadMemory* m_outer;
 };
 

@@ -77,14 +77,20 @@ bool IsBlank(int character) {
 }
 
 /// The first quote in a text, or null. Names and values are short, so the first bytes are looked at
-/// here.
+/// here: all at once, because a loop over texts of many lengths ends where no processor expects it.
 char* FindQuote(char* begin, char* end) {
 #ifdef __SSE2__
-  const __m128i quotes = _mm_set1_epi8('"');
-  for (int i = 0; i < 4 && end - begin >= 16; ++i, begin += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
-    const int found = _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, quotes));
-    if (found != 0) return begin + __builtin_ctz(static_cast<unsigned>(found));
+  constexpr std::ptrdiff_t kAtOnce = 64;
+  if (end - begin >= kAtOnce) {
+    const __m128i quotes = _mm_set1_epi8('"');
+    std::uint64_t found = 0;  // a bit for each byte
+    for (int i = 0; i < kAtOnce; i += 16) {
+      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin + i));
+      const int mask = _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, quotes));
+      found |= std::uint64_t{static_cast<unsigned>(mask)} << i;
+    }
+    if (found != 0) return begin + __builtin_ctzll(found);
+    begin += kAtOnce;
   }
 #endif
   return static_cast<char*>(std::memchr(begin, '"', static_cast<std::size_t>(end - begin)));
@@ -188,12 +194,12 @@ void CRgLoader::KeepTexts() {
 int CRgLoader::SkipBlanks() {
   do {
     char* place = m_input->GetCursor();
-    while (place != m_input->GetEnd() && IsBlank(static_cast<unsigned char>(*place))) ++place;
+    char* const end = m_input->GetEnd();
+    while (place != end && IsBlank(static_cast<unsigned char>(*place))) ++place;
     m_input->TakeTo(place);
-    m_current = Look();
-  } while (IsBlank(m_current));
+  } while (!m_input->HasByte() && Look() != 0);  // the next block may begin with blanks as well
   m_input->BeginToken();
-  return m_current;
+  return m_current = Look();
 }
 
 void CRgLoader::NextToken() {
@@ -463,7 +469,8 @@ void CRgLoader::ReadValues() {
       if (!CarriesText(m_kind)) NoteDeviation(kExpectedValue);
     }
     m_expected = kExpectedAfterValue;
-    if (SkipBlanks() == '(') {
+    const int next = SkipBlanks();
+    if (next == '(') {
       // The attributes overwrite the text of the value.
       const SString value = m_token;
       NextToken();
@@ -473,7 +480,7 @@ void CRgLoader::ReadValues() {
       MakeValue(value);
     } else {
       MakeValue({m_token, m_tokenSize});
-      NextToken();
+      next == '"' ? ReadQuotedText() : NextToken();
     }
   }
   if (m_kind == kOpenSection) m_deviation.line = 0;
