@@ -16,10 +16,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "support/scoped_fd.h"
+
 namespace bix {
 namespace {
 
 constexpr const char* kInvalidSocket = "INVALID_SOCKET";
+constexpr const char* kInvalidAccepted = "Invalid Socket";
 constexpr std::size_t kBlock = 1024;    // bytes that are received at a time
 constexpr std::size_t kMostText = 511;  // bytes of a message that is thrown
 
@@ -88,10 +91,12 @@ Socket::Shared* Socket::MakeShared() {
   return shared;
 }
 
-Socket::Socket() : m_descriptor(OpenTcp()), m_shared(nullptr) {
+Socket::Socket() : m_descriptor(-1), m_shared(nullptr) {
+  impl::ScopedFd opened(OpenTcp());
   // A handle that was never made is not counted.
-  if (m_descriptor < 0) throw kInvalidSocket;
+  if (!opened.IsOpen()) throw kInvalidSocket;
   m_shared = MakeShared();
+  m_descriptor = opened.Release();  // the last copy closes it
 }
 
 Socket::Socket(int fd) : m_descriptor(fd), m_shared(MakeShared()) {}
@@ -204,9 +209,12 @@ SocketServer::SocketServer(int port, int backlog, TypeSocket type) {
 }
 
 Socket* SocketServer::Accept() {
-  const int fd = m_shared->isClosed ? -1 : ::accept4(m_descriptor, nullptr, nullptr, SOCK_CLOEXEC);
-  if (fd < 0) throw "Invalid Socket";
-  return new Socket(fd);  // the caller deletes it
+  impl::ScopedFd accepted(
+      m_shared->isClosed ? -1 : ::accept4(m_descriptor, nullptr, nullptr, SOCK_CLOEXEC));
+  if (!accepted.IsOpen()) throw kInvalidAccepted;
+  auto* const socket = new Socket(accepted.Get());  // the caller deletes it
+  (void)accepted.Release();                         // the socket closes it
+  return socket;
 }
 
 SocketClient::SocketClient(const std::string& host, int port) {

@@ -48,6 +48,14 @@ void Report(const char* call, int error) {
   std::perror(call);
 }
 
+/// What perror would print in a child whose program cannot be run, into its pipe.
+void WriteExecFailure(int pipe, int error) {
+  char text[256];
+  const int length = std::snprintf(text, sizeof text, "execvp: %s\n", std::strerror(error));
+  const auto size = std::min<std::size_t>(static_cast<std::size_t>(length), sizeof text - 1);
+  (void)!::write(pipe, text, size);  // an empty pipe takes it
+}
+
 /// What the saved library path makes of an environment.
 class RestoredEnvironment {
  public:
@@ -264,10 +272,7 @@ int CSubProc::launch(const char* file, const char** argv, const char* dir, bool 
   // COMPAT(exec-failure-in-the-pipe): it is the child's own end, not a failed launch. It has ended,
   // and its text is in its pipe before anybody reads. Test:
   // SubProcLaunchCompat.AProgramThatCannotBeRunSaysSoInThePipeAndExitsWithOne
-  if (child.execError != 0) {
-    const std::string text = std::string("execvp: ") + std::strerror(child.execError) + "\n";
-    (void)!::write(output.writeEnd.Get(), text.data(), text.size());  // an empty pipe takes it
-  }
+  if (child.execError != 0) WriteExecFailure(output.writeEnd.Get(), child.execError);
 
   const std::lock_guard<std::mutex> locked(m_lock);
   m_pid = child.pid;
@@ -437,9 +442,11 @@ bool CSubProc::wait_for(unsigned milliseconds) const {
 void CSubProc::do_restore_ld_library_path() {
   const char* const saved = std::getenv(kSavedLibraryPath);
   if (saved == nullptr) return;
-  const std::string variable = std::string(kLibraryPathIs) + saved;
-  // The environment keeps the text itself, for good.
-  if (char* const lasting = ::strdup(variable.c_str())) (void)::putenv(lasting);
+  const std::size_t size = std::strlen(kLibraryPathIs) + std::strlen(saved) + 1;
+  auto* const variable = static_cast<char*>(std::malloc(size));
+  if (variable == nullptr) return;
+  (void)std::snprintf(variable, size, "%s%s", kLibraryPathIs, saved);
+  (void)::putenv(variable);  // the environment keeps the text itself, for good
 }
 
 int local_spawn(const char* file, const char** argv, bool restore) {
@@ -451,6 +458,7 @@ int local_spawn(const char* file, const char** argv, bool restore) {
   start.file = file;
   start.arguments = argv;
   start.closesOthers = !InheritsAll();
+  const impl::Uncancelled uncancelled;  // also while printing: the caller is to get the child
   const impl::StartedProgram child = Start(start, restore);
   if (child.pid < 0) Report("fork", child.error);
   // The child has the same standard error, but must not use the memory it borrows for printing.

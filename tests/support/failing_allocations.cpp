@@ -45,4 +45,10 @@ int FailEachAllocation(const std::function<void()>& operation,
   }
 }
 
+void FailAllocation(int successes, const std::function<void()>& operation) {
+  s_allocationsUntilFailure = successes;
+  operation();
+  s_allocationsUntilFailure = -1;
+}
+
 }  // namespace bix_test

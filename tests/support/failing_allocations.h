@@ -22,6 +22,9 @@ long LiveAllocations();
 int FailEachAllocation(
     const std::function<void()>& operation, const std::function<void()>& afterFailure = [] {});
 
+/// Runs an operation that does not throw; behind the first `successes` of its allocations all fail.
+void FailAllocation(int successes, const std::function<void()>& operation);
+
 }  // namespace bix_test
 
 #endif  // TESTS_SUPPORT_FAILING_ALLOCATIONS_H_
