@@ -13,6 +13,8 @@
 /// Errors: only through `errno`; nothing throws. Encoding: bytes. Threads: one buffer is not used
 /// from two threads at once.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -110,5 +112,7 @@ class BIX_EXPORT CBuffer {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_BUFFER_H_

@@ -20,6 +20,8 @@
 /// Threads: one container is not changed from two threads at once. Several threads may read one
 ///   that nobody changes through const operations.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -578,5 +580,7 @@ class MMap {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_CONTAINERS_H_

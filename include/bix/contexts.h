@@ -20,6 +20,8 @@
 /// Errors: writing to a file reports no failure; without an open file what is written is dropped.
 /// Encoding: bytes, passed on unchanged. Threads: one context is not used from two threads at once.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstdint>
 #include <cstdio>
 
@@ -226,5 +228,7 @@ class BIX_EXPORT CStringDumpContext : public CDumpCtx {
 ///
 /// Owner: the host's.
 extern BIX_EXPORT bix::CErrorContext* _QelCurrentErrorCtx;
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_CONTEXTS_H_

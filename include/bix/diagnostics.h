@@ -17,6 +17,8 @@
 ///
 /// Errors: nothing throws. Encoding: bytes. Threads: re-entrant, unless a function says otherwise.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstddef>
 
 #include "bix/export.h"
@@ -117,5 +119,7 @@ BIX_EXPORT int zq_snprintf_s(char* buffer, std::size_t size, std::size_t count, 
 ///   with nothing written when `required` or `name` is null, or `buffer` is while `size` is not 0.
 /// Threads: not while the environment is changed.
 BIX_EXPORT int zq_getenv_s(std::size_t* required, char* buffer, std::size_t size, const char* name);
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_DIAGNOSTICS_H_

@@ -16,6 +16,8 @@
 /// Encoding: bytes, handed to the system unchanged.
 /// Threads: no lock; callers on several threads serialise their calls.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/export.h"
 #include "bix/pathname.h"
 #include "bix/text.h"
@@ -121,5 +123,7 @@ BIX_EXPORT const char* BixGetDefaultLocaleDir();     ///< <root>/locale/en
 BIX_EXPORT const char* BixGetLocaleDir();
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_DIRECTORIES_H_

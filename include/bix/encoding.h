@@ -11,6 +11,8 @@
 ///
 /// Threads: re-entrant. The cost is linear in the length of the text.
 
+#include "bix/hostmacros_off.h"
+
 #include <string>
 
 #include "bix/export.h"
@@ -76,5 +78,7 @@ BIX_EXPORT EncodingInfo DetectEncoding(const char* data, unsigned length);
 BIX_EXPORT bool IsUTF8(const char* text);
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_ENCODING_H_

@@ -16,6 +16,8 @@
 /// Threads: re-entrant; listing reads the URN map and may write to `bixerr`, see bix/urn.h and
 ///   bix/messages.h.
 
+#include "bix/hostmacros_off.h"
+
 #include <vector>
 
 #include "bix/export.h"
@@ -85,5 +87,7 @@ class BIX_EXPORT BixFileItem {
 BIX_EXPORT bool BixCopyFile(const SString& from, const SString& to);
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_FILEITEM_H_

@@ -20,6 +20,8 @@
 /// Encoding: bytes, unchanged.
 /// Threads: each stream belongs to one thread.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstdio>
 #include <istream>
 #include <ostream>
@@ -159,5 +161,7 @@ class BIX_EXPORT SFile2IstreamAdapter : public std::istream {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_FILESTREAMS_H_

@@ -13,6 +13,8 @@
 ///
 /// Threads: re-entrant.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/export.h"
 
 namespace bix {
@@ -30,5 +32,7 @@ class BIX_EXPORT CRSize {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_GEOMETRY_H_

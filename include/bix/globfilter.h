@@ -25,6 +25,8 @@
 /// Threads: re-entrant for valid filters. The text of an error is loaded from the string tables, and
 ///   the library's own handle is the current resource handle meanwhile, see bix/stringtable.h.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/export.h"
 #include "bix/text.h"
 
@@ -69,5 +71,7 @@ class BIX_EXPORT BixGlob {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_GLOBFILTER_H_

@@ -10,6 +10,8 @@
 ///
 /// Threads: a plain process-wide value, without a lock.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/export.h"
 
 namespace bix {
@@ -28,5 +30,7 @@ class BIX_EXPORT gmode {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_GMODE_H_

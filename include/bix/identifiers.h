@@ -8,6 +8,8 @@
 ///
 /// The 128-bit record of the model API is in `qv/guid.h`, which this header includes.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/export.h"
 #include "bix/text.h"
 #include "qv/guid.h"
@@ -38,5 +40,7 @@ BIX_EXPORT void BixCreateGuid(SString& out);
 BIX_EXPORT void Encode64(unsigned long value, char* out);
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_IDENTIFIERS_H_

@@ -31,6 +31,8 @@
 /// Threads: any Java thread, with its own `env`. One mutex guards the wrappers; see the functions
 ///   for what must not be called under it.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -287,5 +289,7 @@ struct WrapperCounts {
 BIX_EXPORT WrapperCounts CountWrappers(JNIEnv* env);
 
 }  // namespace jniutils
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_JAVABRIDGE_H_

@@ -19,6 +19,8 @@
 ///
 /// Threads: no lock. Libraries are loaded and freed while no other thread loads texts.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/export.h"
 #include "bix/hosttypes.h"
 #include "bix/text.h"
@@ -106,5 +108,7 @@ BIX_EXPORT HINSTANCE GetDllHandle(HINSTANCE module);
 extern BIX_EXPORT HINSTANCE BixhDllInstance;
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_LIBRARY_H_

@@ -17,6 +17,8 @@
 /// Threads: process-wide data without a lock; traversals that use markers run on one thread at a
 /// time.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/export.h"
 
 namespace bix {
@@ -53,5 +55,7 @@ class BIX_EXPORT SMapMarker {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_MAPMARKER_H_

@@ -17,6 +17,8 @@
 /// channel. Encoding: bytes, passed on unchanged. Threads: the channels have no lock. Callers that
 /// print from several threads serialise their use.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -212,5 +214,7 @@ extern BIX_EXPORT CMsgOut bixerr;
 extern BIX_EXPORT CMsgOut bixout;
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_MESSAGES_H_

@@ -21,6 +21,8 @@
 ///   reported by the loading itself, see BixLoadString.
 /// Threads: no lock. Modules register while they are loaded; texts are asked for afterwards.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstdint>
 
 #include "bix/export.h"
@@ -141,5 +143,7 @@ BIX_EXPORT bool DoRangesOverlap(unsigned int low1, unsigned int high1, unsigned 
 BIX_EXPORT bool PvxGetPrefixedString(unsigned int id, SString& out);
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_MODULEMANAGER_H_

@@ -17,6 +17,8 @@
 /// Errors: nothing here writes messages or fails.
 /// Threads: no lock; a list belongs to one thread at a time.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/containers.h"
 #include "bix/export.h"
 #include "bix/text.h"
@@ -68,5 +70,7 @@ class BIX_EXPORT COptionDescriptionList : public MList<COptionDescription*> {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_OPTIONDESCRIPTION_H_

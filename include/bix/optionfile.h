@@ -15,6 +15,8 @@
 /// Threads: no lock; a file and its manager belong to one thread. Threads may load and save files
 ///   of managers of their own at the same time, and so may processes with one file.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -314,5 +316,7 @@ class BIX_EXPORT COptionFile : public CRgFile {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_OPTIONFILE_H_

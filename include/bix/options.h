@@ -25,6 +25,8 @@
 /// Threads: no lock; a manager and its files belong to one thread at a time. Threads may use
 ///   managers of their own at the same time.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstddef>
 
 #include "bix/containers.h"
@@ -376,5 +378,7 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_OPTIONS_H_

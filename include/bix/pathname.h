@@ -18,6 +18,8 @@
 /// Threads: re-entrant; one object is not changed from two threads at once. What expands variables
 ///   reads the environment, so it does not run beside setenv() or putenv().
 
+#include "bix/hostmacros_off.h"
+
 #include <string>
 #include <type_traits>
 
@@ -299,5 +301,7 @@ BIX_EXPORT char* name_base(char* name);
 ///
 /// Owner: part of `name`.
 BIX_EXPORT const char* name_suffix(const char* name);
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_PATHNAME_H_

@@ -7,6 +7,8 @@
 ///
 /// Threads: re-entrant.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/export.h"
 #include "bix/text.h"
 
@@ -31,5 +33,7 @@ class BIX_EXPORT AtelanProduct {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_PRODUCT_H_

@@ -28,6 +28,8 @@
 /// Threads: one tree is not changed from two threads at once. Several threads may read one that
 ///   nobody changes.
 
+#include "bix/hostmacros_off.h"
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -442,5 +444,7 @@ class BIX_EXPORT CRgFile {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_REGISTRY_H_

@@ -14,6 +14,8 @@
 /// Encoding: bytes, stored as read.
 /// Threads: one loader, one thread.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstddef>
 #include <cstdio>
 #include <string_view>
@@ -122,5 +124,7 @@ class BIX_EXPORT CRgLoader {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_SETTINGSFILE_H_

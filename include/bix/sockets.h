@@ -16,6 +16,8 @@
 /// Sending and receiving never throw. A peer that has gone does not raise SIGPIPE.
 /// Threads: the counts are not atomic: all sockets of a process belong to one thread.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstdint>
 #include <string>
 
@@ -160,5 +162,7 @@ class BIX_EXPORT SocketSelect {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_SOCKETS_H_

@@ -22,6 +22,8 @@
 /// Failures of the system are printed through perror, under the name of the call. Nothing is thrown.
 /// Threads: a handle belongs to one thread; ThreadCall::called() is for any thread.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/export.h"
 #include "kx/os.h"
 
@@ -93,5 +95,7 @@ class BIX_EXPORT ThreadCall {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_STHREAD_H_

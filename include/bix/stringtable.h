@@ -21,6 +21,8 @@
 /// With the environment variable "QRD_DEBUG_RESOURCE" set, to any value, every operation on tables
 /// and resource libraries is traced on `bixerr`.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/containers.h"
 #include "bix/export.h"
 #include "bix/hosttypes.h"
@@ -107,5 +109,7 @@ BIX_EXPORT void BixUnregisterStringTable(HINSTANCE module);
 extern BIX_EXPORT int (*pBixLoadStringMFC)(HINSTANCE module, unsigned int id, SString& out);
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_STRINGTABLE_H_

@@ -31,6 +31,8 @@
 /// Errors: results only; nothing is written on a channel.
 /// Threads: as for styles: one thread.
 
+#include "bix/hostmacros_off.h"
+
 #include "bix/containers.h"
 #include "bix/export.h"
 #include "bix/registry.h"
@@ -173,5 +175,7 @@ class BIX_EXPORT CStyleFile : public CRgFile {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_STYLEFILE_H_

@@ -29,6 +29,8 @@
 /// Errors: nothing here writes messages.
 /// Threads: no lock; all styles of a process are used from one thread.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -282,5 +284,7 @@ class BIX_EXPORT CStyle : public COptionManager {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_STYLES_H_

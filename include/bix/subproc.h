@@ -27,6 +27,8 @@
 /// Threads: a child belongs to one thread, but another may kill() it. Children may be launched from
 /// several threads at once; hosts that also run elsewhere should not rely on it.
 
+#include "bix/hostmacros_off.h"
+
 #include <atomic>
 #include <mutex>
 
@@ -227,5 +229,7 @@ class BIX_EXPORT CSubProcTimeOut {
 };
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_SUBPROC_H_

@@ -22,6 +22,8 @@
 /// Threads: re-entrant; one object is not changed from two threads at once. Conversions read the
 ///   process's locale, so they do not run beside setlocale().
 
+#include "bix/hostmacros_off.h"
+
 #include <cstdarg>
 #include <cstddef>
 #include <string>
@@ -29,9 +31,15 @@
 
 #include "bix/export.h"
 
-// Hosts that include Windows-shaped headers first may have this name as a macro.
-#pragma push_macro("FormatMessage")
-#undef FormatMessage
+/// Whether wide text is declared. Its units have 32 bits, in the library as in the standard library
+/// of the system. A host whose wide characters have 16, as the compilers of Windows-compatibility
+/// layers give them, must not exchange wide text with either: it gets no declaration of it, unless
+/// it is compiled with -fno-short-wchar.
+#if __SIZEOF_WCHAR_T__ == 4
+#define BIX_WIDE_TEXT 1
+#else
+#define BIX_WIDE_TEXT 0
+#endif
 
 namespace bix {
 
@@ -46,12 +54,14 @@ class BIX_EXPORT UTF8String : public std::string {
   UTF8String(const char* text) : std::string(text != nullptr ? text : "") {}
   UTF8String(const std::string& text) : std::string(text) {}
   UTF8String(std::string&& text) noexcept : std::string(std::move(text)) {}
+#if BIX_WIDE_TEXT
   /// Converts wide text up to its terminator by the current locale.
   ///
   ///   L"a\u20ac" => "a\xE2\x82\xAC"   in a UTF-8 locale
   ///   L"a\u20ac" => ""                in a Latin-1 locale: one unit without a form there, no text
   ///   null       => ""
   UTF8String(const wchar_t* text);
+#endif
   UTF8String(const UTF8String&) = default;
   UTF8String(UTF8String&&) noexcept = default;
   virtual ~UTF8String();
@@ -61,7 +71,9 @@ class BIX_EXPORT UTF8String : public std::string {
   UTF8String& operator=(const char* text);
   UTF8String& operator=(const std::string& text);
   UTF8String& operator=(std::string&& text) noexcept;
+#if BIX_WIDE_TEXT
   UTF8String& operator=(const wchar_t* text);
+#endif
   /// The text becomes this one byte.
   UTF8String& operator=(char byte);
   UTF8String& operator=(const UTF8String&) = default;
@@ -75,8 +87,10 @@ class BIX_EXPORT SString : public UTF8String {
   SString(const char* text) : UTF8String(text) {}
   SString(const std::string& text) : UTF8String(text) {}
   SString(std::string&& text) noexcept : UTF8String(std::move(text)) {}
+#if BIX_WIDE_TEXT
   /// As UTF8String from wide text.
   SString(const wchar_t* text) : UTF8String(text) {}
+#endif
   SString(const SString&) = default;
   SString(SString&&) noexcept = default;
   ~SString() override;
@@ -86,7 +100,9 @@ class BIX_EXPORT SString : public UTF8String {
   SString& operator=(const char* text);
   SString& operator=(const std::string& text);
   SString& operator=(std::string&& text) noexcept;
+#if BIX_WIDE_TEXT
   SString& operator=(const wchar_t* text);
+#endif
   /// The text becomes this one byte.
   SString& operator=(char byte);
   SString& operator=(const SString&) = default;
@@ -178,6 +194,7 @@ class BIX_EXPORT SString : public UTF8String {
   int FormatI18n(unsigned id, ...);
 };
 
+#if BIX_WIDE_TEXT
 /// Wide text, 32-bit units.
 class BIX_EXPORT WString : public std::wstring {
  public:
@@ -212,6 +229,7 @@ class BIX_EXPORT WString : public std::wstring {
   WString& operator=(const WString&) = default;
   WString& operator=(WString&&) noexcept = default;
 };
+#endif
 
 /// Bytes in the encoding of the current locale. Not related to UTF8String: the two convert into
 /// each other only through wide text.
@@ -248,6 +266,7 @@ class BIX_EXPORT ANSIString : public std::string {
 /// `size` is not 0.
 BIX_EXPORT unsigned StringHashKey(const SString& key, int size);
 
+#if BIX_WIDE_TEXT
 /// Converts the terminated bytes `in` to wide text and returns the number of units, without the
 /// terminator. Bytes that form no character are dropped, one at a time.
 ///
@@ -258,6 +277,7 @@ BIX_EXPORT unsigned StringHashKey(const SString& key, int size);
 /// Threads: re-entrant without a locale. With one it changes that of the process for the length of
 ///   the call, so no other thread may convert text meanwhile.
 BIX_EXPORT int UnixMultiByteToWideChar(const char* locale, wchar_t* out, const char* in);
+#endif
 
 /// Writes the XML data form of the byte `*in` into `out` as a terminated text.
 ///
@@ -284,6 +304,6 @@ BIX_EXPORT int BixGetCurrentDirectory(SString& out);
 
 }  // namespace bix
 
-#pragma pop_macro("FormatMessage")
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_TEXT_H_

@@ -25,6 +25,8 @@
 /// Threads: no lock. Schemes are registered on the main thread, while the process starts and while
 ///   it loads add-ins. Each stream belongs to one thread.
 
+#include "bix/hostmacros_off.h"
+
 #include <iosfwd>
 #include <list>
 
@@ -163,5 +165,7 @@ class BIX_EXPORT SUriSchemeManager {
 extern BIX_EXPORT SUriScheme& SUri;
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_URISCHEME_H_

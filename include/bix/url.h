@@ -15,6 +15,8 @@
 /// Encoding: bytes.
 /// Threads: re-entrant.
 
+#include "bix/hostmacros_off.h"
+
 #include <map>
 #include <string>
 
@@ -110,5 +112,7 @@ BIX_EXPORT void SplitGetReq(std::string request, std::string& path,
                             std::map<std::string, std::string>& params);
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_URL_H_

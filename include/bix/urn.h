@@ -35,6 +35,8 @@
 /// Threads: the map and the environment variable belong to the process and have no lock; they are
 ///   for its main thread. What only splits text is re-entrant.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstdint>
 
 #include "bix/containers.h"
@@ -190,5 +192,7 @@ BIX_EXPORT bool BixIsAHalderUri(const char* text);
 BIX_EXPORT bool BixIsAOXUri(const char* text);
 
 }  // namespace bix
+
+#include "bix/hostmacros_on.h"
 
 #endif  // BIX_URN_H_

@@ -105,13 +105,10 @@ int SString::FormatMessageA(unsigned id, ...) {
   BIX_FORMAT_NUMBERED(bound, id);
   return bound;
 }
-#pragma push_macro("FormatMessage")
-#undef FormatMessage
 int SString::FormatMessage(unsigned id, ...) {
   BIX_FORMAT_NUMBERED(bound, id);
   return bound;
 }
-#pragma pop_macro("FormatMessage")
 
 #undef BIX_FORMAT_NUMBERED
 

@@ -19,6 +19,8 @@ class CheckHeaders(TreeTest):
         super().setUp()
         (self.root / "script").mkdir()
         shutil.copy(TOP / "script" / "check-headers", self.root / "script")
+        (self.root / "tests" / "support").mkdir(parents=True)
+        shutil.copy(TOP / "tests" / "support" / "windows_macros.h", self.root / "tests" / "support")
         self.write("include/bix/good.h", "#include <string>\ninline int Two() { return 2; }\n")
         self.write("suite/include/qv/good.h", "struct Good {};\n")
 
@@ -56,6 +58,19 @@ class CheckHeaders(TreeTest):
         self.write("include/bix/bad.h",
                    "inline void LoadStringA() {}\ninline void LoadString() {}\n")
         self.expect_failure("bix/bad.h", "-std=c++17 -include")
+
+    def test_finds_a_declaration_that_a_macro_of_a_windows_header_renames(self):
+        self.write("include/bix/bad.h", "int LoadString(int);\n")
+        status, errors = self.result()
+        self.assertNotEqual(0, status)
+        self.assertIn("< int LoadString(int);", errors)
+        self.assertIn("> int LoadStringA(int);", errors)
+        self.assertIn("check-headers: declarations differ behind", errors)
+
+    def test_takes_a_declaration_that_is_kept_from_a_macro(self):
+        self.write("include/bix/careful.h", "#pragma push_macro(\"LoadString\")\n"
+                   "#undef LoadString\nint LoadString(int);\n#pragma pop_macro(\"LoadString\")\n")
+        self.assertEqual((0, ""), self.result())
 
 
 if __name__ == "__main__":

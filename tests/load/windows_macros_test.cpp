@@ -1,65 +1,29 @@
 // The headers after those of a Windows-compatibility layer: a record and a type of the same names,
-// and macros that rename every function of two spellings.
+// and macros that rename every function of two spellings. No header of the standard library is in
+// front, where max and min are macros.
 
-struct HINSTANCE__ {
-  int unused;
-};
-typedef struct HINSTANCE__* HINSTANCE;
-
-#define AddAtom AddAtomA
-#define CopyFile CopyFileA
-#define CreateDirectory CreateDirectoryA
-#define CreateFile CreateFileA
-#define CreateProcess CreateProcessA
-#define CreateSemaphore CreateSemaphoreA
-#define CreateWindow(name, style) CreateWindowExA(0, name, style)
-#define DeleteFile DeleteFileA
-#define DrawText DrawTextA
-#define FindResource FindResourceA
-#define FormatMessage FormatMessageA
-#define FreeModule(module) FreeLibrary((module))
-#define GetClassName GetClassNameA
-#define GetCommandLine GetCommandLineA
-#define GetComputerName GetComputerNameA
-#define GetCurrentDirectory GetCurrentDirectoryA
-#define GetEnvironmentStrings GetEnvironmentStringsA
-#define GetEnvironmentVariable GetEnvironmentVariableA
-#define GetFullPathName GetFullPathNameA
-#define GetMessage GetMessageA
-#define GetModuleFileName GetModuleFileNameA
-#define GetModuleHandle GetModuleHandleA
-#define GetObject GetObjectA
-#define GetProp GetPropA
-#define GetTempPath GetTempPathA
-#define GetUserName GetUserNameA
-#define GetVersionEx GetVersionExA
-#define LoadLibrary LoadLibraryA
-#define LoadMenu LoadMenuA
-#define LoadString LoadStringA
-#define MoveFile MoveFileA
-#define PostMessage PostMessageA
-#define RemoveDirectory RemoveDirectoryA
-#define RegisterClass RegisterClassA
-#define ReplaceText ReplaceTextA
-#define ReportEvent ReportEventA
-#define SendMessage SendMessageA
-#define SetCurrentDirectory SetCurrentDirectoryA
-#define SetEnvironmentVariable SetEnvironmentVariableA
-#define SetProp SetPropA
-#define StartService StartServiceA
-#define UpdateResource UpdateResourceA
-#define Yield()
-#define ERROR 0
-#define NO_ERROR 0L
-#define CONST const
-#define DELETE (0x00010000L)
+#include "support/windows_macros.h"
 
 #include "bix/bix.h"
+
+// The host has its macros back.
+static_assert(min(1, 2) == 1 && max(1, 2) == 2, "macros of the host");
+#if !defined(FormatMessage)
+#error "a macro of the host is gone"
+#endif
+
+// As any source must that includes a header of the standard library behind these.
+#undef max
+#undef min
 
 #include <string>
 #include <type_traits>
 
 #include <gtest/gtest.h>
+
+namespace bix_test {
+int FormatWithShortWideCharacters(bix::SString& out);
+}
 
 namespace {
 
@@ -84,6 +48,12 @@ TEST(WindowsMacros, DeclarationsKeepTheirNames) {
   EXPECT_TRUE(root.CreateDirectory());
   EXPECT_NE(nullptr, bix::BixGetModuleFileName());
   EXPECT_EQ(nullptr, bix::BixGetEnvironmentVariable("BIX_TEST_NO_SUCH_VARIABLE"));
+}
+
+TEST(ShortWideCharacters, LeaveTheOtherTextsAsTheyAre) {
+  bix::SString text;
+  EXPECT_EQ(34, bix_test::FormatWithShortWideCharacters(text));
+  EXPECT_EQ("1ab", text);
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
-// What a Windows-shaped header defines before ours is included.
-#define FormatMessage FormatMessageA
-#define LoadString LoadStringA
-#define GetObject GetObjectA
-#define CreateDirectory CreateDirectoryA
-#define GetCurrentDirectory GetCurrentDirectoryA
+#include "support/windows_macros.h"
 
 #include "bix/containers.h"
 #include "bix/text.h"
+
+#undef max
+#undef min
 
 #include <gtest/gtest.h>
 

@@ -18,6 +18,8 @@
 ///
 /// Threads: a mutex and a semaphore are used by any number of threads; a time value by one.
 
+#include "bix/hostmacros_off.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <limits>
@@ -66,10 +68,10 @@ class TimeRep {
   static constexpr std::int64_t kSecond = 1000000000;
   using Limits = std::numeric_limits<std::int64_t>;
 
-  static std::int64_t Scaled(long seconds) {
+  static std::int64_t Scaled(std::int64_t seconds) {
     if (seconds > Limits::max() / kSecond) return Limits::max();
     if (seconds < Limits::min() / kSecond) return Limits::min();
-    return std::int64_t{seconds} * kSecond;
+    return seconds * kSecond;
   }
 
   void AddNanoseconds(std::int64_t span) {
@@ -208,5 +210,7 @@ using Semaphore = SemaphoreRep;
 
 }  // namespace os
 }  // namespace kx
+
+#include "bix/hostmacros_on.h"
 
 #endif  // KX_OS_H_

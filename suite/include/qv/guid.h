@@ -8,6 +8,8 @@
 ///
 /// Threads: re-entrant.
 
+#include "bix/hostmacros_off.h"
+
 #include <cstdint>
 #include <string>
 
@@ -46,5 +48,7 @@ BIX_EXPORT bool operator==(const GUID& left, const GUID& right);
 inline bool operator!=(const GUID& left, const GUID& right) { return !(left == right); }
 
 }  // namespace qv
+
+#include "bix/hostmacros_on.h"
 
 #endif  // QV_GUID_H_

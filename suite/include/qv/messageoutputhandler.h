@@ -11,6 +11,8 @@
 ///
 /// Owner: the host. A channel only borrows its handlers and never deletes one.
 
+#include "bix/hostmacros_off.h"
+
 #include <string>
 
 namespace qv {
@@ -35,5 +37,7 @@ class IMessageOutputHandler {
 };
 
 }  // namespace qv
+
+#include "bix/hostmacros_on.h"
 
 #endif  // QV_MESSAGEOUTPUTHANDLER_H_

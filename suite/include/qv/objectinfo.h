@@ -3,6 +3,8 @@
 
 /// What an object of the suite's model tells about itself, as far as the library uses it.
 
+#include "bix/hostmacros_off.h"
+
 #include <list>
 #include <string>
 
@@ -30,5 +32,7 @@ class IObjectInfo : public IUnknown {
 };
 
 }  // namespace qv
+
+#include "bix/hostmacros_on.h"
 
 #endif  // QV_OBJECTINFO_H_

@@ -10,6 +10,8 @@
 ///
 /// Owner: objects count their references. Threads: as the host's objects say.
 
+#include "bix/hostmacros_off.h"
+
 #include "qv/guid.h"
 
 namespace qv {
@@ -42,5 +44,7 @@ class IUnknown {
 };
 
 }  // namespace qv
+
+#include "bix/hostmacros_on.h"
 
 #endif  // QV_UNKNOWN_H_
