@@ -147,6 +147,7 @@ class BIX_EXPORT CSubProc {
 
   void CloseWhenUnused(std::atomic<int>& descriptor, int& users, int& closing);
   void CloseBoth();
+  void CountTraffic(unsigned bytes);
   void ReapKilled();
   int FailLaunch(int error);
 
@@ -166,6 +167,7 @@ class BIX_EXPORT CSubProc {
   int m_writers = 0;
   int m_closingRead = -1;  // to be closed by the last of them
   int m_closingWrite = -1;
+  std::atomic<unsigned> m_traffic{0};  // bytes through both pipes, until these are made large
 };
 
 /// Starts `file` with the arguments `argv` in a child process that shares descriptors 0, 1 and 2 with

@@ -34,10 +34,13 @@ constexpr const char* kNoClose = "MORVEL_NO_CLOSE";
 constexpr const char* kSavedLibraryPath = "R5_SAVED_LD_LIBRARY_PATH";
 constexpr const char* kLibraryPathIs = "LD_LIBRARY_PATH=";
 
-// Both ways of a child that answers while it is still being written to; the system's own size makes
-// the two sides wait for each other far more often. It is the most that a user may ask for; one with
-// many children at a time is refused it for the later ones, which then are only slower.
-constexpr int kPipeSize = 1024 * 1024;
+// What a pipe holds by itself, and what both of a child hold once more than that has gone through
+// them: with the system's own size the two sides of a child that answers while it is still being
+// written to wait for each other far more often. It is the most that a user may ask for. Few children
+// need it, and all are not given it, because the system grants a user only so much for the pipes of
+// all programs: where that is used up, the next pipes of everybody are tiny.
+constexpr unsigned kPlainPipeSize = 64 * 1024;
+constexpr int kLargePipeSize = 1024 * 1024;
 
 // A killed child ends at once, unless the system holds it inside a device.
 constexpr unsigned kReapPatience = 1000;
@@ -109,7 +112,6 @@ struct Pipe {
     if (::pipe2(ends, inheritsAll ? 0 : O_CLOEXEC) != 0) return errno;
     readEnd.Reset(ends[0]);
     writeEnd.Reset(ends[1]);
-    (void)::fcntl(ends[0], F_SETPIPE_SZ, kPipeSize);  // where that is refused it is only slower
     return 0;
   }
 };
@@ -277,6 +279,7 @@ int CSubProc::launch(const char* file, const char** argv, const char* dir, bool 
   const std::lock_guard<std::mutex> locked(m_lock);
   m_pid = child.pid;
   m_isReaped = false;
+  m_traffic = 0;
   m_rfd = output.readEnd.Release();
   m_wfd = input.writeEnd.Release();
   m_launchError = 0;
@@ -293,6 +296,7 @@ int CSubProc::FailLaunch(int error) {
 int CSubProc::write(const char* buf, unsigned len) {
   const PipeUse use(m_lock, m_wfd, m_writers, m_closingWrite);
   if (use.Get() < 0) return 0;
+  CountTraffic(len);
   impl::WithoutSigpipe noSignal;
   const ssize_t count = ::write(use.Get(), buf, std::min<unsigned>(len, INT_MAX));
   if (count == static_cast<ssize_t>(len)) noSignal.NothingRaised();
@@ -306,8 +310,21 @@ int CSubProc::read(char* buf, unsigned len) {
   const PipeUse use(m_lock, m_rfd, m_readers, m_closingRead);
   if (use.Get() < 0) return 0;
   const ssize_t count = ::read(use.Get(), buf, std::min<unsigned>(len, INT_MAX));
-  if (count < 0) m_state = 2;
+  if (count < 0)
+    m_state = 2;
+  else
+    CountTraffic(static_cast<unsigned>(count));
   return static_cast<int>(count);
+}
+
+/// Makes the pipes large when it is more than they hold.
+void CSubProc::CountTraffic(unsigned bytes) {
+  if (m_traffic > kPlainPipeSize) return;  // they are
+  if ((m_traffic += std::min(bytes, kPlainPipeSize + 1)) <= kPlainPipeSize) return;
+  const std::lock_guard<std::mutex> locked(m_lock);
+  for (const int fd : {m_rfd.load(), m_wfd.load()}) {
+    if (fd >= 0) (void)::fcntl(fd, F_SETPIPE_SZ, kLargePipeSize);  // refused, it is only slower
+  }
 }
 
 int CSubProc::close_write() {

@@ -367,6 +367,44 @@ TEST(SubProcPipes, SixtyFourMebibytesGoBothWays) {
   child.reset();
 }
 
+// What a user may have in pipes is shared by all that he runs.
+TEST(SubProcPipes, AreLargeOnlyForChildrenWithMuchToSay) {
+  int plain[2];
+  ASSERT_EQ(0, pipe2(plain, O_CLOEXEC));
+  const int plainSize = fcntl(plain[0], F_GETPIPE_SZ);
+  const int largeSize = fcntl(plain[0], F_SETPIPE_SZ, 1 << 20);
+  EXPECT_LT(plainSize, largeSize);
+  CSubProc child;
+  const auto sizes = [&] {
+    return std::vector<int>{fcntl(child.rfd(), F_GETPIPE_SZ), fcntl(child.wfd(), F_GETPIPE_SZ)};
+  };
+  const std::vector<int> plainSizes(2, plainSize), largeSizes(2, largeSize);
+  const std::vector<char> block(1 << 15, 'x');
+  ASSERT_EQ(0, Launch(child, {"cat"}));
+  EXPECT_EQ(plainSizes, sizes());
+  EXPECT_EQ(1 << 15, child.write(block.data(), 1 << 15));
+  std::vector<char> received(1 << 15);
+  int size = 0;
+  while (size < 1 << 15) {
+    const int count = child.read(&received[0], static_cast<unsigned>((1 << 15) - size));
+    ASSERT_LT(0, count);
+    size += count;
+  }
+  EXPECT_EQ(plainSizes, sizes());
+  EXPECT_EQ(1, child.write("y", 1));
+  EXPECT_EQ(largeSizes, sizes());
+  child.close_write();
+  EXPECT_EQ("y", ReadAll(child));
+  EXPECT_EQ(0, child.get_exit_status());
+  child.reset();
+  ASSERT_EQ(0, Launch(child, {"cat"}));  // the next one begins anew
+  EXPECT_EQ(plainSizes, sizes());
+  child.close_write();
+  EXPECT_EQ(0, child.get_exit_status());
+  child.reset();
+  for (const int fd : plain) close(fd);
+}
+
 TEST(SubProcPipes, WritingToADeadChildIsAResultAndNoSignal) {
   struct sigaction before;
   ASSERT_EQ(0, sigaction(SIGPIPE, nullptr, &before));
