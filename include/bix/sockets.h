@@ -13,7 +13,8 @@
 ///
 /// Encoding: bytes, zero bytes included.
 /// Errors: what opens or waits throws a text: a `const char*`, from SocketClient a `std::string`.
-/// Sending and receiving never throw. A peer that has gone does not raise SIGPIPE.
+/// Sending and receiving never throw. A peer that has gone does not raise SIGPIPE. A signal of the
+/// host whose handler does not restart calls (SA_RESTART) ends a wait as a failure would, with EINTR.
 /// Threads: the counts are not atomic: all sockets of a process belong to one thread.
 
 #include "bix/hostmacros_off.h"

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -20,6 +21,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -536,6 +538,48 @@ TEST(SocketReceiveLine, OnANonBlockingSocketReturnsWhatHasCome) {
   EXPECT_EQ(EAGAIN, errno);
 }
 
+/// Runs `wait` in a thread of its own and, from the moment when `begins` is true, sends it signals whose
+/// handler does not restart calls of the system, until it has returned.
+void Interrupt(const std::function<void()>& wait, const std::function<bool()>& begins) {
+  struct sigaction counting = {}, before;
+  counting.sa_handler = [](int) {};
+  ASSERT_EQ(0, sigaction(SIGUSR1, &counting, &before));
+  std::atomic<bool> hasReturned{false};
+  std::thread waiter([&] {
+    wait();
+    hasReturned = true;
+  });
+  while (!begins()) std::this_thread::yield();
+  while (!hasReturned) {
+    pthread_kill(waiter.native_handle(), SIGUSR1);
+    std::this_thread::yield();
+  }
+  waiter.join();
+  ASSERT_EQ(0, sigaction(SIGUSR1, &before, nullptr));
+}
+
+TEST(SocketReceiveLine, ASignalOfTheHostEndsTheWaitWithWhatHasCome) {
+  Connection connection;
+  connection.PeerSends("ab");
+  connection.AwaitArrival(2);
+  std::string line;
+  int error = 0;
+  Interrupt(
+      [&] {
+        line = connection.Own().ReceiveLine();
+        error = errno;
+      },
+      [&] {
+        int waiting = 1;
+        EXPECT_EQ(0, ioctl(connection.Own().GetDescriptor(), FIONREAD, &waiting));
+        return waiting == 0;  // taken
+      });
+  EXPECT_EQ("ab", line);
+  EXPECT_EQ(EINTR, error);
+  connection.PeerSends("cd\n");
+  EXPECT_EQ("cd\n", connection.Own().ReceiveLine());
+}
+
 TEST(SocketReceiveBytes, WithNothingThereReturnsAtOnce) {
   Connection connection;
   EXPECT_EQ("", connection.Own().ReceiveBytes());
@@ -623,6 +667,21 @@ TEST(SocketServer, ANonBlockingOneDoesNotWait) {
   ASSERT_EQ(1, poll(&event, 1, 60000));
   const std::unique_ptr<Socket> peer(server.Accept());
   EXPECT_EQ(1, client.SendBytes("x"));
+}
+
+TEST(SocketServer, ASignalOfTheHostEndsTheWait) {
+  const ClosesTheRest rest;
+  SocketServer server(0, 5, BlockingSocket);
+  std::string thrown;
+  int error = 0;
+  Interrupt(
+      [&] {
+        thrown = ThrownBy<const char*>([&] { server.Accept(); });
+        error = errno;
+      },
+      [] { return true; });
+  EXPECT_EQ("Invalid Socket", thrown);
+  EXPECT_EQ(EINTR, error);
 }
 
 TEST(SocketServer, AfterCloseNobodyIsAccepted) {
@@ -797,26 +856,17 @@ TEST(SocketSelectCompat, TheNonBlockingFormFindsNothing) {
 }
 
 TEST(SocketSelectCompat, TheBlockingFormWaitsForASignal) {
-  struct sigaction counting = {}, before;
-  counting.sa_handler = [](int) {};
-  ASSERT_EQ(0, sigaction(SIGUSR1, &counting, &before));
   Connection connection;
   connection.PeerSends("text\n");
   connection.AwaitArrival(5);
-  std::atomic<bool> hasReturned{false};
   std::string thrown;
-  std::thread waiter([&] {
-    thrown = ThrownBy<const char*>(
-        [&] { const SocketSelect never(&connection.Own(), nullptr, BlockingSocket); });
-    hasReturned = true;
-  });
-  while (!hasReturned) {
-    pthread_kill(waiter.native_handle(), SIGUSR1);
-    std::this_thread::yield();
-  }
-  waiter.join();
+  Interrupt(
+      [&] {
+        thrown = ThrownBy<const char*>(
+            [&] { const SocketSelect never(&connection.Own(), nullptr, BlockingSocket); });
+      },
+      [] { return true; });
   EXPECT_EQ("Error in select", thrown);
-  ASSERT_EQ(0, sigaction(SIGUSR1, &before, nullptr));
 }
 
 TEST(SocketSelectCompat, ADescriptorBeyondTheSetIsLeftOut) {
