@@ -16,59 +16,52 @@ constexpr std::int32_t kLargestBlockNodes = 640;
 class ListIndex {
  public:
   ListNode* Find(const void* element) const {
-    return static_cast<ListNode*>(m_firsts.Find(Hash(element), [element](const void* node) {
-      return static_cast<const ListNode*>(node)->element == element;
-    }));
+    const auto run = m_runs.find(element);
+    return run != m_runs.end() ? run->second.first : nullptr;
   }
 
-  /// `node`, which holds its element already, becomes the last of its list.
-  void Add(ListNode* node) {
-    ListNode* const first = Find(node->element);
-    if (first == nullptr) {
-      m_firsts.Reserve();
-      m_firsts.Add(Hash(node->element), node);
+  /// `node` becomes the last of its list.
+  void Add(ListNode* node, const void* element) {
+    const auto [run, isNew] = m_runs.try_emplace(element, Run{node, node});
+    if (isNew) return;
+    ListNode* const last = run->second.last;
+    m_links[node] = Link{last, nullptr};
+    m_links[last].next = node;  // a first occurrence has no link until it has a second
+    run->second.last = node;
+  }
+
+  void Remove(ListNode* node) {
+    const auto run = m_runs.find(node->element);
+    if (run->second.first == run->second.last) {
+      m_runs.erase(run);
       return;
     }
-    Link& firstLink = m_chains.try_emplace(first, Link{first, nullptr}).first->second;
-    ListNode* const last = firstLink.previous;
-    m_chains[node] = Link{last, nullptr};
-    m_chains[last].next = node;
-    firstLink.previous = node;
-  }
-
-  void Remove(ListNode* node) noexcept {
-    const auto found = m_chains.find(node);
-    if (found == m_chains.end()) return m_firsts.Remove(Hash(node->element), node);
-    ListNode* first = Find(node->element);
+    const auto found = m_links.find(node);
     const Link link = found->second;
-    m_chains.erase(found);
-    if (node == first) {
-      m_firsts.Remove(Hash(node->element), first);
-      first = link.next;
-      m_firsts.Add(Hash(node->element), first);  // in the room of the one just removed
-    } else {
-      m_chains.find(link.previous)->second.next = link.next;
-    }
-    // The last occurrence is known to the first one.
-    const auto behind = m_chains.find(link.next != nullptr ? link.next : first);
-    behind->second.previous = link.previous;
-    // One that is left alone is no chain.
-    if (const auto rest = m_chains.find(first); rest->second.next == nullptr) m_chains.erase(rest);
+    m_links.erase(found);
+    if (link.previous != nullptr)
+      m_links[link.previous].next = link.next;
+    else
+      run->second.first = link.next;
+    if (link.next != nullptr)
+      m_links[link.next].previous = link.previous;
+    else
+      run->second.last = link.previous;
+    // One that is left alone needs no link, and must not keep one that names removed nodes.
+    if (run->second.first == run->second.last) m_links.erase(run->second.first);
   }
 
  private:
-  /// The neighbours of an element that occurs more than once. The first has the last as previous.
+  struct Run {
+    ListNode* first;
+    ListNode* last;
+  };
   struct Link {
     ListNode* previous = nullptr;
     ListNode* next = nullptr;
   };
-
-  std::uint32_t Hash(const void* element) const {
-    return HashBytes({reinterpret_cast<const char*>(&element), sizeof element}, 0);
-  }
-
-  HashIndex m_firsts;
-  std::unordered_map<const ListNode*, Link> m_chains;
+  std::unordered_map<const void*, Run> m_runs;
+  std::unordered_map<const ListNode*, Link> m_links;
 };
 
 struct NodeBlock {
@@ -133,7 +126,7 @@ ListNode* ListBase::Append(void* element) {
   *node = {nullptr, store->last, element};
   if (store->index != nullptr) {
     try {
-      store->index->Add(node);
+      store->index->Add(node, element);
     } catch (...) {
       // What is half entered is of no use; the next search makes a new table.
       store->index.reset();
@@ -159,7 +152,8 @@ ListNode* ListBase::FindIndexed(const void* element) {
   if (GetCount() >= kIndexedCount && Store(m_head)->index == nullptr) {
     try {
       auto index = std::make_unique<ListIndex>();
-      for (ListNode* node = m_head->first; node != nullptr; node = node->next) index->Add(node);
+      for (ListNode* node = m_head->first; node != nullptr; node = node->next)
+        index->Add(node, node->element);
       Store(m_head)->index = std::move(index);
     } catch (const std::bad_alloc&) {
       // Searched one by one then.
