@@ -51,7 +51,7 @@ class BIX_EXPORT Socket {
   Socket& operator=(Socket& other);
 
   /// The last copy closes the descriptor, if that was not done.
-  virtual ~Socket();  // slots 1 and 2
+  virtual ~Socket();  // slot 1
 
   /// Closes the descriptor for all copies. The handle keeps its number, but uses it no more: sending
   /// returns -1 (EBADF), receiving "".

@@ -46,10 +46,10 @@ class BIX_EXPORT CSubProc {
 
   /// In state 1 kills the child, which prints "kill" when it has been waited for; in state 2 as well
   /// everything is closed and the killed child reaped. In state 0 nothing happens.
-  virtual ~CSubProc();  // slots 1 and 2
+  virtual ~CSubProc();  // slot 1
 
   /// Calls launch.
-  virtual int launchw(const char* file, const char** argv, const char* dir, bool flag);  // slot 3
+  virtual int launchw(const char* file, const char** argv, const char* dir, bool flag);  // slot 2
 
   /// Starts `file`, looked up on "PATH" when it has no slash, with the arguments `argv`, the first of
   /// which is its own name, in the directory `dir`, when that is neither null nor empty. A relative
@@ -63,37 +63,37 @@ class BIX_EXPORT CSubProc {
   /// `file` or `argv` (EINVAL), in another state than 0 (EBUSY, and everything stays as it is), for a
   /// missing `dir`, when descriptor 0, 1 or 2 of the host is closed (EBADF), when with `dir` the
   /// host's own directory cannot be told, and when the system has no process ("fork" is printed).
-  virtual int launch(const char* file, const char** argv, const char* dir, bool flag);  // slot 4
+  virtual int launch(const char* file, const char** argv, const char* dir, bool flag);  // slot 3
 
   /// Writes to the child's standard input, as the system's write. Returns the number of bytes, which
   /// may be less than `len`, or 0 when the descriptor is closed.
   ///
   /// Owner: `buf` is borrowed for the call.
   /// Errors: -1, `errno` is that of the system, state 2; EPIPE when the child has closed its input.
-  virtual int write(const char* buf, unsigned len);  // slot 5
+  virtual int write(const char* buf, unsigned len);  // slot 4
 
   /// Closes the child's standard input. Returns 0.
-  virtual int close_write();  // slot 6
+  virtual int close_write();  // slot 5
 
   /// The descriptor that write() uses, or -1.
   ///
   /// Owner: this object, valid until close_write, kill, reset or destruction.
-  virtual int wfd() const;  // slot 7
+  virtual int wfd() const;  // slot 6
 
   /// Reads what the child has written, as the system's read. Returns the number of bytes, or 0 at
   /// the end of its output or when the descriptor is closed.
   ///
   /// Owner: `buf` is borrowed for the call.
   /// Errors: -1, `errno` is that of the system, state 2.
-  virtual int read(char* buf, unsigned len);  // slot 8
+  virtual int read(char* buf, unsigned len);  // slot 7
 
   /// Closes the child's output. Returns 0.
-  virtual int close_read();  // slot 9
+  virtual int close_read();  // slot 8
 
   /// The descriptor that read() uses, or -1.
   ///
   /// Owner: as wfd().
-  virtual int rfd() const;  // slot 10
+  virtual int rfd() const;  // slot 9
 
   /// Sends SIGKILL, closes both descriptors, goes to state 2. Returns 0. The child is reaped by the
   /// next reset() or at destruction.
@@ -101,11 +101,11 @@ class BIX_EXPORT CSubProc {
   /// Errors: -1 in another state than 1, nothing happens. When the signal cannot be sent, because the
   /// child has already been waited for, "kill" is printed, and the result is 0 all the same.
   /// Threads: any, also while the owner reads, writes or waits.
-  virtual int kill();  // slot 11
+  virtual int kill();  // slot 10
 
   /// Closes both descriptors, goes to state 0. A child that is still running, or was not waited for,
   /// is left to itself; one that was killed is reaped.
-  virtual void reset();  // slot 12
+  virtual void reset();  // slot 11
 
   /// Waits for the child to end.
   ///
@@ -116,7 +116,7 @@ class BIX_EXPORT CSubProc {
   /// The state stays what it is. Waiting a second time prints "waitpid".
   ///
   /// Errors: "waitpid" is printed, the status of the last time comes back.
-  virtual int get_exit_status();  // slot 13
+  virtual int get_exit_status();  // slot 12
 
   /// 0 nothing launched; 1 launched; 2 killed, or a read or write failed.
   int state() const { return m_state; }
@@ -199,20 +199,20 @@ class BIX_EXPORT CSubProcTimeOut {
   CSubProcTimeOut& operator=(const CSubProcTimeOut&) = delete;
 
   /// Ends a watch that is under way, without killing the child, and waits for its thread.
-  virtual ~CSubProcTimeOut();  // slots 1 and 2
+  virtual ~CSubProcTimeOut();  // slot 1
 
   /// Begins to watch: the child is killed in `count` seconds unless Abort() comes before.
   ///
   /// Errors: false when the thread cannot be started, or while a watch is under way.
-  virtual bool Start(unsigned int count);  // slot 3
+  virtual bool Start(unsigned int count);  // slot 2
 
   /// Ends the watch, and returns when it is over, whether or not the child was killed. Without a
   /// watch it returns at once.
-  virtual void Abort();  // slot 4
+  virtual void Abort();  // slot 3
 
   /// What the thread of the watch does: waits for Abort() or the time-out, kills the child in the
   /// latter case, and says that it is done. An override ends with a call of this one.
-  virtual void LaunchFunction();  // slot 5
+  virtual void LaunchFunction();  // slot 4
 
   /// Starts the thread of the watch on LaunchFunction(); Start() calls it.
   ///
