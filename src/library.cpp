@@ -5,9 +5,7 @@
 // Loading is cheap and throws nothing. It writes only what "BIX_ERR_OUT", the language and
 // "VORN_URN_MAP_FILE" ask for, and it creates the user's directories.
 
-#include <cstddef>
 #include <cstdint>
-#include <new>
 #include <cstdlib>
 
 #include "bix/diagnostics.h"
@@ -198,29 +196,27 @@ SUriScheme& SUri = s_compositeScheme;
 
 namespace {
 
-// Where the tables of the Java bridge are.
-alignas(impl::JavaTables) std::byte s_javaTables[sizeof(impl::JavaTables)];
+/// Made when the library is loaded, and then left as it is.
+// CHOICE(java-after-end): threads of Java's machine may call the bridge while the process exits, so
+// that its tables stay as they are. They are not even locked at the end: a machine that ends first
+// stops its threads wherever they are, also in a wrapper's constructor, where they hold the mutex.
+// Test: JavaAfterTheEnd.TheBridgeStillWorks
+union JavaTablesWithoutEnd {
+  JavaTablesWithoutEnd() : tables() {}
+  JavaTablesWithoutEnd(const JavaTablesWithoutEnd&) = delete;
+  JavaTablesWithoutEnd& operator=(const JavaTablesWithoutEnd&) = delete;
+  ~JavaTablesWithoutEnd() {}
 
-/// Makes the tables. At the end it only empties them.
-// CHOICE(java-after-end): the threads of Java's machine may still call the bridge while the process
-// exits, so that the tables are never destroyed. Test: JavaAfterTheEnd.TheBridgeStillWorks
-class JavaTablesLifetime {
- public:
-  JavaTablesLifetime() { ::new (static_cast<void*>(s_javaTables)) impl::JavaTables; }
-  JavaTablesLifetime(const JavaTablesLifetime&) = delete;
-  JavaTablesLifetime& operator=(const JavaTablesLifetime&) = delete;
-  ~JavaTablesLifetime() { impl::Tables().Empty(); }
+  impl::JavaTables tables;
 };
 
 // The wrappers of native objects in Java and the creators of those in native code: changed by the
 // functions of the Java bridge.
-JavaTablesLifetime s_javaTablesLifetime;
+JavaTablesWithoutEnd s_javaTables;
 
 }  // namespace
 
-impl::JavaTables& impl::Tables() {
-  return *std::launder(reinterpret_cast<impl::JavaTables*>(s_javaTables));
-}
+impl::JavaTables& impl::Tables() { return s_javaTables.tables; }
 
 #endif  // BIX_WITH_JAVA
 

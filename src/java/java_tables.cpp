@@ -7,16 +7,6 @@ JavaTables::JavaTables() {
   errorsMutex.init(false);
 }
 
-void JavaTables::Empty() {
-  mapCppWrapperObjectCreators.clear();
-  {
-    const LockedMutex locked(wrappersMutex);
-    mapWrapperJavaObjects.clear();
-  }
-  const LockedMutex locked(errorsMutex);
-  errors.clear();
-}
-
 }  // namespace bix::impl
 
 namespace jniutils {

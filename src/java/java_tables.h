@@ -30,10 +30,6 @@ class LockedMutex {
 struct JavaTables {
   JavaTables();
 
-  /// Forgets everything; the tables stay usable. The references to Java objects go with Java's
-  /// machine.
-  void Empty();
-
   // By the simple name of the interface. Not owned; no lock.
   std::map<std::string, jniutils::ICppWrapperObjectCreator*, std::less<>>
       mapCppWrapperObjectCreators;

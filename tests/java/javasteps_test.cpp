@@ -64,7 +64,7 @@ class JavaStepsCompat : public testing::Test {
   }
   ~JavaStepsCompat() override {
     bix_test::mutexLog = nullptr;
-    bix::impl::Tables().Empty();
+    bix::impl::Tables().mapWrapperJavaObjects.clear();
   }
 
   /// What has happened since the last call, without looking for exceptions and deleting local

@@ -1,11 +1,16 @@
 // A host whose Java threads call the bridge while the process exits, when the library has ended.
 //
 //   bix_java_late_caller <library>
+//   bix_java_late_caller <library> stopped    one of them never comes out of the bridge
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <future>
+#include <thread>
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include "fake_java.h"
 #include "native_object.h"
@@ -54,21 +59,50 @@ void CallBridge(const char* when) {
   std::fflush(stdout);
 }
 
+/// Never lets a caller go.
+class StoppingObject : public bix_test::NativeObject {
+ public:
+  void QueryInterface(const qv::GUID& iid, void** out) override {
+    if (!isStopping) return NativeObject::QueryInterface(iid, out);
+    isReached.set_value();
+    for (;;) pause();
+  }
+
+  bool isStopping = false;
+  std::promise<void> isReached;
+};
+
+/// Starts a thread that stays in the bridge, with its mutex.
+void StopAThreadInTheBridge() {
+  static auto& s_object = *new StoppingObject;
+  jobject const wrapper = Wrap(Java().Env(), &s_object);
+  s_object.isStopping = true;
+  std::thread([wrapper] { Unregister(Java().Env(), wrapper); }).detach();
+  s_object.isReached.get_future().wait();
+  std::printf("stopped while it unregisters\n");
+}
+
 void CallAfterTheEnd() { CallBridge("after the end"); }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
+  const bool isStopped = argc == 3 && std::strcmp(argv[2], "stopped") == 0;
+  if (argc != 2 && !isStopped) return 2;
   // Registered before the library is loaded, it is called after the library's own destructors.
-  std::atexit(&CallAfterTheEnd);
+  if (!isStopped) std::atexit(&CallAfterTheEnd);
   s_library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   if (s_library == nullptr) {
     std::fprintf(stderr, "%s\n", dlerror());
     return 3;
   }
+  if (isStopped) {
+    alarm(60);  // the end of a process that does not come to its end
+    StopAThreadInTheBridge();
+    return 0;
+  }
   CallBridge("before the end");
-  // Registered when the library ends: forgotten by it.
+  // Registered when the library ends.
   (void)Wrap(Java().Env(), &Object());
   return 0;
 }
