@@ -11,6 +11,9 @@
 
 namespace {
 
+constexpr qv::GUID kIListener = {
+    0x6B1F0A52, 0x3C77, 0x4E0D, {0x9A, 0x41, 0x5D, 0x20, 0x8E, 0xC3, 0x17, 0xF4}};
+
 bool IsSame(const qv::GUID& a, const qv::GUID& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 /// What all objects of this model have in common: they count their references and end with the last.
@@ -30,7 +33,7 @@ class Counted : public Interface {
     *out = nullptr;
     if (!HasInterface(iid)) return;
     AddRef();
-    *out = this;
+    *out = static_cast<qv::IUnknown*>(this);
   }
 
  protected:
@@ -61,6 +64,11 @@ class ListenerInJava : public Counted<qv::IUnknown> {
     if (method != nullptr) env->CallVoidMethod(m_listener, method, note);
   }
 
+ protected:
+  bool HasInterface(const qv::GUID& iid) const override {
+    return IsSame(iid, kIListener) || Counted::HasInterface(iid);
+  }
+
  private:
   JavaVM* m_machine = nullptr;
   jobject m_listener;
@@ -75,6 +83,19 @@ class ListenerCreator : public jniutils::ICppWrapperObjectCreator {
 
 ListenerCreator s_listenerCreator;
 
+/// What passes calls on to a Java listener, with a reference; null for null.
+ListenerInJava* ListenerFor(JNIEnv* env, jobject javaObject) {
+  auto* const object =
+      jniutils::GetInterfacePtr<qv::IUnknown>(env, javaObject, "com/kestrane/vorn/IListener");
+  if (object == nullptr) return nullptr;
+  // A wrapper gives the object behind it, which may be anything of the model.
+  void* listener = nullptr;
+  object->QueryInterface(kIListener, &listener);
+  object->Release();
+  if (listener == nullptr) throw "This is no listener.";
+  return static_cast<ListenerInJava*>(static_cast<qv::IUnknown*>(listener));
+}
+
 /// A note, wrapped as com/kestrane/vorn/NoteImpl.
 class Note : public Counted<qv::IObjectInfo> {
  public:
@@ -88,6 +109,7 @@ class Note : public Counted<qv::IObjectInfo> {
   int priority = 0;
   Note* next = nullptr;
   ListenerInJava* listener = nullptr;
+  bool isHeldByJava = false;  // with a reference, from the first wrapper up to close()
 
  protected:
   bool HasInterface(const qv::GUID& iid) const override {
@@ -95,14 +117,23 @@ class Note : public Counted<qv::IObjectInfo> {
   }
 };
 
-/// A note with one reference.
-Note* NewNote() {
-  Note* const note = new Note;
-  note->AddRef();
-  return note;
+void GiveUp(Note& note) {
+  if (!note.isHeldByJava) return;
+  note.isHeldByJava = false;
+  note.Release();
 }
 
-/// The note behind a wrapper. The wrapper keeps it as long as it is not closed.
+/// The wrapper of a note. Java holds the note from now on.
+jobject Wrap(JNIEnv* env, Note& note) {
+  const bool isNew = !note.isHeldByJava;
+  if (isNew) note.AddRef();
+  note.isHeldByJava = true;
+  jobject const wrapper = jniutils::CreateNewWrappingJavaObject(env, &note);
+  if (wrapper == nullptr && isNew) GiveUp(note);
+  return wrapper;
+}
+
+/// The note behind a wrapper that is not closed.
 Note& NoteOf(JNIEnv* env, jobject wrapper) {
   qv::IUnknown* const object = jniutils::GetIUnknownFromJavaObject(env, wrapper, nullptr);
   if (object == nullptr) throw "This is no note.";
@@ -122,8 +153,7 @@ JNIEXPORT void JNICALL Java_JavaBridge_stop(JNIEnv*, jclass) {
 }
 
 JNIEXPORT jobject JNICALL Java_JavaBridge_newNote(JNIEnv* env, jclass) {
-  return jniutils::CallNative(
-      env, [&] { return jniutils::CreateNewWrappingJavaObject(env, NewNote()); });
+  return jniutils::CallNative(env, [&] { return Wrap(env, *new Note); });
 }
 
 JNIEXPORT jstring JNICALL Java_JavaBridge_leakReport(JNIEnv* env, jclass) {
@@ -162,10 +192,10 @@ JNIEXPORT jobject JNICALL Java_com_kestrane_vorn_NoteImpl_getNext(JNIEnv* env, j
   return jniutils::CallNative(env, [&] {
     Note& note = NoteOf(env, self);
     if (note.next == nullptr) {
-      note.next = NewNote();  // with the reference that Java gives up by close()
-      note.next->AddRef();    // and that of this note
+      note.next = new Note;
+      note.next->AddRef();
     }
-    return jniutils::CreateNewWrappingJavaObject(env, note.next);
+    return Wrap(env, *note.next);
   });
 }
 
@@ -173,10 +203,9 @@ JNIEXPORT void JNICALL Java_com_kestrane_vorn_NoteImpl_setListener(JNIEnv* env, 
                                                                    jobject listener) {
   jniutils::CallNative(env, [&] {
     Note& note = NoteOf(env, self);
-    qv::IUnknown* const fresh =
-        jniutils::GetInterfacePtr<qv::IUnknown>(env, listener, "com/kestrane/vorn/IListener");
+    ListenerInJava* const fresh = ListenerFor(env, listener);
     if (note.listener != nullptr) note.listener->Release();
-    note.listener = static_cast<ListenerInJava*>(fresh);
+    note.listener = fresh;
   });
 }
 
@@ -185,7 +214,7 @@ JNIEXPORT void JNICALL Java_com_kestrane_vorn_NoteImpl_close(JNIEnv* env, jobjec
     Note& note = NoteOf(env, self);
     // First the wrapper, then the object: another one may be made at its address.
     jniutils::UnregisterJavaObject(env, self);
-    note.Release();
+    GiveUp(note);
   });
 }
 

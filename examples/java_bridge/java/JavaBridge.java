@@ -35,14 +35,17 @@ public final class JavaBridge {
     next.setListener(listener);
     next.setText("called back");
 
-    try {
-      next.setListener("not a listener");
-    } catch (APIError error) {
-      System.out.println("refused: " + error.getMessage());
+    for (Object object : new Object[] {"not a listener", note}) {
+      try {
+        next.setListener(object);
+      } catch (APIError error) {
+        System.out.println("refused: " + error.getMessage());
+      }
     }
 
     System.out.println("while in use: " + leakReport());
     next.close();
+    note.getNext().close(); // of another wrapper, for the first one is closed
     note.close();
     System.out.println("at the end: " + leakReport());
     stop();
