@@ -1,7 +1,9 @@
 #include "java/unicode.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace bix::impl {
 namespace {
@@ -80,6 +82,24 @@ char32_t TakeUTF8(std::string_view& text) {
   return character;
 }
 
+// Most text is ASCII, of which a block is taken at once.
+constexpr std::size_t kBlock = 8;
+
+bool StartsWithAsciiBlock(std::string_view text) {
+  if (text.size() < kBlock) return false;
+  std::uint64_t bytes = 0;
+  static_assert(sizeof bytes == kBlock);
+  std::memcpy(&bytes, text.data(), kBlock);
+  return (bytes & 0x8080808080808080u) == 0;
+}
+
+void TakeAsciiBlock(std::string_view& text, std::u16string& out) {
+  char16_t units[kBlock];
+  std::copy_n(text.data(), kBlock, units);
+  out.append(units, kBlock);
+  text.remove_prefix(kBlock);
+}
+
 /// The same for UTF-16.
 char32_t TakeUTF16(std::u16string_view& text) {
   const char32_t unit = text[0];
@@ -99,7 +119,12 @@ char32_t TakeUTF16(std::u16string_view& text) {
 std::u16string UTF16FromUTF8(std::string_view text) {
   std::u16string result;
   result.reserve(text.size());
-  while (!text.empty()) AppendUTF16(result, TakeUTF8(text));
+  while (!text.empty()) {
+    if (StartsWithAsciiBlock(text))
+      TakeAsciiBlock(text, result);
+    else
+      AppendUTF16(result, TakeUTF8(text));
+  }
   return result;
 }
 
