@@ -5,9 +5,9 @@
 ///
 ///   JNIEXPORT jobject JNICALL Java_com_kestrane_vorn_ModelImpl_getParent(JNIEnv* env, jobject self) {
 ///     return jniutils::CallNative(env, [&]() -> jobject {
-///       auto* const model = static_cast<Model*>(
-///           jniutils::GetIUnknownFromJavaObject(env, self, nullptr));
-///       return jniutils::CreateNewWrappingJavaObject(env, model->GetParent());
+///       qv::IUnknown* const model = jniutils::GetIUnknownFromJavaObject(env, self, nullptr);
+///       if (model == nullptr) throw "This is no model.";
+///       return jniutils::CreateNewWrappingJavaObject(env, static_cast<Model*>(model)->GetParent());
 ///     });
 ///   }
 ///
@@ -71,7 +71,8 @@ namespace jniutils {
 /// Makes native objects that stand for Java objects which implement an interface of the model.
 class ICppWrapperObjectCreator {
  public:
-  /// Returns a native object that passes its calls on to `object`, or null.
+  /// Returns a native object that passes its calls on to `object`, or null. `object` is null
+  /// when CreateNewWrappingCppObject is called for null.
   ///
   /// Owner: all are borrowed for the call; an object that keeps `object` makes a global reference
   ///   of it. What becomes of the result is between the creator and the caller of the bridge, which
@@ -113,7 +114,8 @@ BIX_EXPORT bool IsInstanceOf(JNIEnv* env, jobject object, const char* className)
 /// Throws a com/kestrane/vorn/APIError to Java, in place of a pending exception. Java sees it when
 /// the native method returns.
 ///
-/// Errors: nothing is pending when there is no such class, or when it cannot be made.
+/// Errors: nothing is pending when Java lacks the class or its constructor. What the constructor
+///   throws, or that Java has no memory for the error, is pending in its place.
 BIX_EXPORT void ThrowJavaAPIErrorException(JNIEnv* env, const std::string& message);
 
 /// Called while a native exception is being handled: throws it to Java as an APIError.
@@ -254,7 +256,8 @@ BIX_EXPORT qv::IUnknown* GetInterfacePtr<qv::IUnknown>(JNIEnv* env, jobject java
 /// Errors: throws a bridge error, a `const char*` that stays valid as long as the library is loaded:
 ///   "Java object does not implement the expected interface <interfaceName>", or, when no creator is
 ///   registered, "Unable to pass Java object as interface <interfaceName>". Null when a null creator
-///   is registered, or when the creator returns that.
+///   is registered, when the creator returns that, and for an object that Java has collected. A null
+///   object reaches the creator.
 BIX_EXPORT qv::IUnknown* CreateNewWrappingCppObject(JNIEnv* env, jobject javaObject,
                                                     const char* interfaceName);
 

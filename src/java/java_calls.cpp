@@ -70,11 +70,14 @@ void ThrowAPIError(JNIEnv* env, const char* message) noexcept {
   if (env->ExceptionCheck()) env->ExceptionClear();
   const LocalReference<jclass> type(env, FindJavaClass(env, "com/kestrane/vorn/APIError"));
   if (!type) return;
-  if (env->ThrowNew(type.Get(), message) != JNI_OK) env->ExceptionClear();
+  if (FindJavaMethod(env, type.Get(), "<init>", "(Ljava/lang/String;)V") == nullptr) return;
+  // CHOICE(java-error-fails): what Java throws while it makes the error, such as that there is no
+  // memory, stays pending: the Java code that called must not go on as if all were well.
+  // Test: JavaFaults.WhatJavaThrowsInPlaceOfAnErrorStays
+  (void)env->ThrowNew(type.Get(), message);
 }
 
 void ThrowOutOfMemory(JNIEnv* env, const char* message) noexcept {
-  if (env->ExceptionCheck()) return;
   const LocalReference<jclass> type(env, FindJavaClass(env, "java/lang/OutOfMemoryError"));
   if (type) (void)env->ThrowNew(type.Get(), message);
 }
@@ -88,6 +91,7 @@ namespace jniutils {
 using bix::impl::FindJavaClass;
 using bix::impl::FindJavaMethod;
 using bix::impl::LocalReference;
+using bix::impl::NewLocal;
 using bix::impl::SetAsideException;
 
 int ConvertEnumToInt(JNIEnv* env, jobject e) {
@@ -97,9 +101,8 @@ int ConvertEnumToInt(JNIEnv* env, jobject e) {
   jmethodID const ordinal = FindJavaMethod(env, type.Get(), "ordinal", "()I");
   if (ordinal == nullptr) return 0;
   // CHOICE(java-no-enum): null and objects of other classes are 0; Java's machine would end the
-  // process. The reference is a local one, so that an object behind a weak one stays until the call.
-  // Test: JavaEnums.WhatIsNoEnumValueIsZero
-  const LocalReference<jobject> value(env, e != nullptr ? env->NewLocalRef(e) : nullptr);
+  // process. Test: JavaEnums.WhatIsNoEnumValueIsZero
+  const LocalReference<jobject> value(env, NewLocal(env, e));
   if (!value || !env->IsInstanceOf(value.Get(), type.Get())) return 0;
   const int result = env->CallIntMethod(value.Get(), ordinal);
   return env->ExceptionCheck() ? 0 : result;

@@ -29,6 +29,13 @@ class LocalReference {
   const Reference m_reference;
 };
 
+/// A new local reference, for a LocalReference: what is behind a weak reference of a caller must not
+/// go between two steps. Null for null, when the object is gone, and when there is no memory.
+template <class Reference>
+Reference NewLocal(JNIEnv* env, Reference reference) {
+  return reference != nullptr ? static_cast<Reference>(env->NewLocalRef(reference)) : nullptr;
+}
+
 /// Sets the pending exception aside, with which next to nothing may be called, and makes it pending
 /// again at the end of the scope.
 class SetAsideException {
@@ -54,10 +61,11 @@ jfieldID FindJavaField(JNIEnv* env, jclass owner, const char* name, const char* 
 /// constructor, or when the constructor throws, whose exception is pending then.
 jobject NewJavaObject(JNIEnv* env, const char* className, const char* signature, va_list arguments);
 
-/// The message's text must be modified UTF-8.
+/// Makes an APIError pending, in place of what is; nothing, where Java lacks the class or its
+/// constructor. The message must be modified UTF-8.
 void ThrowAPIError(JNIEnv* env, const char* message) noexcept;
 
-/// Makes Java's OutOfMemoryError pending, if there is not an exception pending already.
+/// Makes Java's OutOfMemoryError pending. Called while nothing is.
 void ThrowOutOfMemory(JNIEnv* env, const char* message) noexcept;
 
 }  // namespace bix::impl

@@ -15,6 +15,7 @@ namespace jniutils {
 namespace {
 
 using bix::impl::LocalReference;
+using bix::impl::NewLocal;
 using bix::impl::SetAsideException;
 using bix::impl::ThrowOutOfMemory;
 
@@ -47,12 +48,12 @@ jstring NewString(JNIEnv* env, std::u16string_view text) {
 
 /// The units; throws when there is no memory.
 std::u16string UnitsOf(JNIEnv* env, jstring string) {
-  const LocalReference<jstring> held(
-      env, string != nullptr ? static_cast<jstring>(env->NewLocalRef(string)) : nullptr);
+  const LocalReference<jstring> held(env, NewLocal(env, string));
   if (!held) return {};
   const jsize length = env->GetStringLength(held.Get());
   std::u16string units(static_cast<std::size_t>(length), u'\0');
   env->GetStringRegion(held.Get(), 0, length, reinterpret_cast<jchar*>(units.data()));
+  if (env->ExceptionCheck()) return {};
   return units;
 }
 
@@ -68,8 +69,7 @@ jstring GetString(JNIEnv* env, const std::string& text) {
 
 std::string GetString(JNIEnv* env, jstring string) {
   const SetAsideException aside(env);
-  const LocalReference<jstring> held(
-      env, string != nullptr ? static_cast<jstring>(env->NewLocalRef(string)) : nullptr);
+  const LocalReference<jstring> held(env, NewLocal(env, string));
   if (!held) return {};
   struct Characters {
     JNIEnv* env;

@@ -30,6 +30,7 @@ using bix::impl::FindJavaField;
 using bix::impl::JavaTables;
 using bix::impl::LocalReference;
 using bix::impl::LockedMutex;
+using bix::impl::NewLocal;
 using bix::impl::SetAsideException;
 using bix::impl::Tables;
 
@@ -198,8 +199,7 @@ qv::IUnknown* GetIUnknownFromJavaObject(JNIEnv* env, jobject javaObject,
   if (javaObject == nullptr) return nullptr;
   {
     const SetAsideException aside(env);
-    // What is behind a weak reference of the caller must not go between the steps.
-    const LocalReference<jobject> object(env, env->NewLocalRef(javaObject));
+    const LocalReference<jobject> object(env, NewLocal(env, javaObject));
     if (!object) return nullptr;
     if (IsInstanceOf(env, object.Get(), kWrapperClass)) {
       const LocalReference<jclass> type(env, env->GetObjectClass(object.Get()));
@@ -224,7 +224,11 @@ qv::IUnknown* GetInterfacePtr<qv::IUnknown>(JNIEnv* env, jobject javaObject,
 qv::IUnknown* CreateNewWrappingCppObject(JNIEnv* env, jobject javaObject,
                                          const char* interfaceName) {
   const SetAsideException aside(env);
+  const LocalReference<jobject> held(env, NewLocal(env, javaObject));
+  if (javaObject != nullptr && !held) return nullptr;
   const char* const path = interfaceName != nullptr ? interfaceName : "";
+  // COMPAT(java-null-passed): null is an instance of every class, so that it reaches the creator.
+  // Test: JavaCreatorCompat.NullReachesTheCreator
   if (!IsInstanceOf(env, javaObject, path)) throw KeepErrorText(kNotImplemented, path);
   const char* const slash = std::strrchr(path, '/');
   const char* const key = slash != nullptr ? slash + 1 : path;

@@ -83,10 +83,8 @@ struct FakeCalls {
     if (signature == "<init>(J)V") object->address = va_arg(arguments, jlong);
     java.Begins("NewObjectV", signature + " " + std::to_string(object->address));
     object->type = java.Behind("NewObjectV", type)->type;
-    if (java.Fails("NewObjectV")) {
-      java.m_pending = "the constructor's exception";
-      return nullptr;
-    }
+    // Whether there is an object when the constructor throws is left to the machine.
+    if (java.Fails("NewObjectV")) java.m_pending = "the constructor's exception";
     return java.NewReference(std::move(object));
   }
 
@@ -191,7 +189,7 @@ struct FakeCalls {
     java.Begins("ThrowNew", message);
     const auto thrown = java.Behind("ThrowNew", type);
     if (java.Fails("ThrowNew")) {
-      java.m_pending = "java/lang/NoSuchMethodError";
+      java.m_pending = "java/lang/OutOfMemoryError";
       return JNI_ERR;
     }
     java.m_pending = thrown->type->name + ": " + message;
@@ -227,6 +225,10 @@ struct FakeCalls {
     FakeJava& java = FakeJava::Of(env);
     java.Begins("GetStringRegion");
     const std::u16string units = java.Behind("GetStringRegion", string)->units;
+    if (java.Fails("GetStringRegion")) {
+      java.m_pending = "java/lang/StringIndexOutOfBoundsException";
+      return;
+    }
     std::copy_n(units.begin() + start, length, out);
   }
   static const char* JNICALL GetStringUTFChars(JNIEnv* env, jstring string, jboolean*) {
@@ -309,7 +311,7 @@ FakeJava::FakeJava() {
   AddClass("java/lang/Enum", nullptr, {"ordinal()I"});
   AddClass("java/lang/String");
   AddClass("java/lang/OutOfMemoryError");
-  AddClass("com/kestrane/vorn/APIError");
+  AddClass("com/kestrane/vorn/APIError", nullptr, {"<init>(Ljava/lang/String;)V"});
   AddClass(kWrapper, nullptr, {"addressJ"});
   AddClass("com/kestrane/vorn/ModelImpl", kWrapper, {"<init>(J)V"});
 }

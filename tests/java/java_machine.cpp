@@ -118,6 +118,8 @@ jint JNICALL Raise(JNIEnv* env, jclass, jint kind) {
         throw Unusual();
       case 5:
         throw static_cast<const char*>(nullptr);
+      case 6:
+        throw bix::SString("a string of the library");
       default:
         throw 5;
     }

@@ -9,6 +9,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -98,6 +99,9 @@ TEST_F(JavaObjects, WithoutClassOrConstructorThereIsNone) {
   EXPECT_EQ(nullptr, CreateNewJavaObject(env, nullptr, "()V"));
   EXPECT_EQ(nullptr, CreateNewJavaObject(env, "java/lang/Object", nullptr));
   EXPECT_FALSE(env->ExceptionCheck());
+  // An interface has no constructor.
+  EXPECT_EQ(nullptr, CreateNewJavaObject(env, "a/b/IFoo", "()V"));
+  EXPECT_FALSE(env->ExceptionCheck());
   // A class that cannot be initialised.
   EXPECT_EQ(nullptr, CreateNewJavaObject(env, "com/kestrane/vorn/BrokenImpl", "(J)V", jlong{1}));
   EXPECT_FALSE(env->ExceptionCheck());
@@ -106,6 +110,10 @@ TEST_F(JavaObjects, WithoutClassOrConstructorThereIsNone) {
 TEST_F(JavaObjects, TheExceptionOfAConstructorReachesJava) {
   EXPECT_EQ(nullptr, CreateNewJavaObject(env, "com/kestrane/vorn/RefusingImpl", "(J)V", jlong{1}));
   EXPECT_EQ("java.lang.IllegalStateException: no model today", TakeException());
+
+  // So does what the machine throws in place of one.
+  EXPECT_EQ(nullptr, CreateNewJavaObject(env, "java/lang/Number", "()V"));
+  EXPECT_EQ("java.lang.InstantiationException: java.lang.Number", TakeException());
 
   NativeObject object({"Refusing"});
   EXPECT_EQ("java.lang.IllegalStateException: no model today",
@@ -150,7 +158,8 @@ TEST_F(JavaErrors, OfNativeCodeBecomeAPIErrorAndNothingElse) {
       {3, "com.kestrane.vorn.APIError: a standard exception"},
       {4, "com.kestrane.vorn.APIError: Unknown error in native code"},
       {5, "com.kestrane.vorn.APIError: "},
-      {6, "com.kestrane.vorn.APIError: Unknown error in native code"},
+      {6, "com.kestrane.vorn.APIError: a string of the library"},
+      {7, "com.kestrane.vorn.APIError: Unknown error in native code"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.kind);
@@ -286,6 +295,18 @@ TEST_F(JavaStringCompat, TheSpecifiedConversionsAreModifiedUtf8) {
   EXPECT_EQ(u"a", Units(GetString(env, std::string("a\0z", 3))));
   // UTF-8 proper does not arrive.
   EXPECT_NE(u"\xD83D\xDE00", Units(GetString(env, std::string("\xF0\x9F\x98\x80"))));
+}
+
+// What they are taken for is the machine's affair.
+TEST_F(JavaStringCompat, BytesThatAreNoModifiedUtf8DoNoHarm) {
+  const char* const cases[] = {"caf\xE9",   "\x80",      "\xFF\xFE",         "\xC3",
+                               "a\xE2\x82", "\xE2\x82z", "\xF0\x9F\x98\x80", "\xED\xA0"};
+  for (const char* c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c));
+    EXPECT_NE(nullptr, GetString(env, std::string(c)));
+    ThrowJavaAPIErrorException(env, c);
+    EXPECT_EQ(0u, TakeException().find("com.kestrane.vorn.APIError: "));
+  }
 }
 
 // ---- Wrappers
@@ -602,6 +623,16 @@ TEST_F(JavaCreatorCompat, ANullCreatorMakesNull) {
   UnregisterCppWrapperObjectCreator("Foo");
 }
 
+TEST_F(JavaCreatorCompat, NullReachesTheCreator) {
+  NativeObject made;
+  RecordingCreator creator(&made);
+  RegisterCppWrapperObjectCreator("Foo", &creator);
+  EXPECT_EQ(&made, CreateNewWrappingCppObject(env, nullptr, "bixtest/Foo"));
+  EXPECT_EQ(std::vector<std::string>({"Foo"}), creator.names);
+  EXPECT_EQ(nullptr, creator.lastObject);
+  UnregisterCppWrapperObjectCreator("Foo");
+}
+
 // ---- Exceptions that are pending
 
 using JavaPendingException = JavaTest;
@@ -653,7 +684,7 @@ TEST_F(JavaPendingException, IsSetAsideByEveryFunctionAndPendingAgain) {
 // ---- Collecting garbage
 
 class JavaCollection : public JavaTest {
- protected:
+ public:
   void Collect() {
     jclass const system = Find("java/lang/System");
     env->CallStaticVoidMethod(system, env->GetStaticMethodID(system, "gc", "()V"));
@@ -708,10 +739,36 @@ TEST_F(JavaCollection, AWeakReferenceWhoseObjectIsGoneIsNull) {
   Collect();
   EXPECT_EQ(nullptr, GetIUnknownFromJavaObject(env, weakWrapper, nullptr));
   EXPECT_EQ(nullptr, GetInterfacePtr<qv::IUnknown>(env, weakFoo, "a/b/IFoo"));
+  EXPECT_EQ(nullptr, CreateNewWrappingCppObject(env, weakFoo, "a/b/IFoo"));
   EXPECT_EQ(0, ConvertEnumToInt(env, weakFoo));
   EXPECT_EQ("", GetString(env, static_cast<jstring>(weakString)));
   EXPECT_EQ("", GetStringUTF8(env, static_cast<jstring>(weakString)));
   for (jweak reference : {weakWrapper, weakFoo, weakString}) env->DeleteWeakGlobalRef(reference);
+}
+
+TEST_F(JavaCollection, AnObjectBehindAWeakReferenceStaysUntilTheCreatorHasIt) {
+  // Asks Java to collect before it takes the object.
+  class CollectingCreator : public ICppWrapperObjectCreator {
+   public:
+    explicit CollectingCreator(JavaCollection& test) : m_test(test) {}
+    qv::IUnknown* CreateWrapperObject(const char*, JNIEnv* env, jobject object) override {
+      m_test.Collect();
+      isThere = env->IsSameObject(object, nullptr) == JNI_FALSE;
+      return nullptr;
+    }
+    bool isThere = false;
+
+   private:
+    JavaCollection& m_test;
+  } creator(*this);
+  RegisterCppWrapperObjectCreator("Foo", &creator);
+  jobject const foo = CreateNewJavaObject(env, "bixtest/Foo", "()V");
+  jweak const weak = env->NewWeakGlobalRef(foo);
+  env->DeleteLocalRef(foo);
+  EXPECT_EQ(nullptr, GetIUnknownFromJavaObject(env, weak, "bixtest/Foo"));
+  EXPECT_TRUE(creator.isThere);
+  env->DeleteWeakGlobalRef(weak);
+  UnregisterCppWrapperObjectCreator("Foo");
 }
 
 // ---- Threads
@@ -742,6 +799,30 @@ TEST_F(JavaThreads, EightAtOnceGetOneWrapperPerObject) {
             Scenario("wrapFromThreads", "([JI)Ljava/lang/String;", Addresses(objects), jint{8}));
   EXPECT_EQ(before + 200, Made());
   for (const auto& object : objects) ASSERT_EQ(0, object->references);
+}
+
+TEST_F(JavaThreads, AThreadOfNativeCodeGetsTheSameWrapper) {
+  NativeObject object;
+  jobject const wrapper = CreateNewWrappingJavaObject(env, &object);
+  jobject const global = env->NewGlobalRef(wrapper);
+  JavaVM* machine = nullptr;
+  ASSERT_EQ(JNI_OK, env->GetJavaVM(&machine));
+  bool isSame = false;
+  qv::IUnknown* behind = nullptr;
+  std::thread([&] {
+    void* attached = nullptr;
+    if (machine->AttachCurrentThread(&attached, nullptr) != JNI_OK) return;
+    auto* const its = static_cast<JNIEnv*>(attached);
+    jobject const again = CreateNewWrappingJavaObject(its, &object);
+    isSame = its->IsSameObject(global, again) == JNI_TRUE;
+    behind = GetIUnknownFromJavaObject(its, again, nullptr);
+    UnregisterJavaObject(its, again);
+    machine->DetachCurrentThread();
+  }).join();
+  EXPECT_TRUE(isSame);
+  EXPECT_EQ(&object, behind);
+  EXPECT_EQ(0u, CountWrappers(env).registered);
+  env->DeleteGlobalRef(global);
 }
 
 TEST_F(JavaThreads, GetUsableWrappersWhileTheyAreCollected) {

@@ -165,7 +165,15 @@ std::string Remaining(const std::string& call) {
       call == "NewWeakGlobalRef") {
     return "java/lang/OutOfMemoryError";
   }
+  if (call == "GetStringRegion") return "java/lang/StringIndexOutOfBoundsException";
   return "";
+}
+
+/// What the function gives when that call fails.
+std::string Given(const Function& function, const std::string& failed) {
+  // An object without a reference of the bridge's own is not even asked for its class.
+  if (function.bad == std::string(kNotImplemented) && failed == "NewLocalRef") return "null";
+  return function.bad;
 }
 
 TEST(JavaFaults, EveryCallFailsInTurn) {
@@ -186,7 +194,7 @@ TEST(JavaFaults, EveryCallFailsInTurn) {
         break;
       }
       ++failures;
-      EXPECT_EQ(function.bad, result);
+      EXPECT_EQ(Given(function, failed), result);
       EXPECT_EQ(Remaining(failed), world.java.Pending());
       EXPECT_EQ(before, world.java.LocalReferences());
       EXPECT_EQ(0, world.java.WeakReferences());
@@ -197,6 +205,27 @@ TEST(JavaFaults, EveryCallFailsInTurn) {
       EXPECT_EQ(function.good, function.run(world));
     }
     EXPECT_GE(failures, 1) << function.name;
+  }
+}
+
+TEST(JavaFaults, EveryCallFailsInTurnBesideAnEarlierException) {
+  for (const Function& function : Functions()) {
+    for (int n = 1;; ++n) {
+      SCOPED_TRACE(std::string(function.name) + ", call " + std::to_string(n));
+      World world;
+      const int before = world.java.LocalReferences();
+      world.java.SetPending("the first one");
+      world.java.FailAt(n);
+      const std::string result = function.run(world);
+      const std::string failed = world.java.Failed();
+      SCOPED_TRACE(failed);
+      // The last call makes it pending again. It is lost when that fails, and nothing else is.
+      const bool isAtEnd = failed.empty() || failed == "Throw";
+      EXPECT_EQ(isAtEnd ? function.good : Given(function, failed), result);
+      EXPECT_EQ(failed == "Throw" ? "" : "the first one", world.java.Pending());
+      EXPECT_EQ(before + (isAtEnd ? function.references : 0), world.java.LocalReferences());
+      if (failed.empty()) break;
+    }
   }
 }
 
@@ -223,6 +252,25 @@ TEST(JavaFaults, WhatIsMissingLeavesNoException) {
     EXPECT_EQ(isBase, nullptr == GetIUnknownFromJavaObject(world.env, wrapper, nullptr));
     EXPECT_EQ("", world.java.Pending());
   }
+}
+
+// Java's machine may end the process when it gets a null name.
+TEST(JavaFaults, JavaIsNotAskedForANullName) {
+  World world;
+  EXPECT_EQ(nullptr, CreateNewJavaObject(world.env, nullptr, "()V"));
+  EXPECT_FALSE(IsInstanceOf(world.env, world.foo, nullptr));
+  EXPECT_EQ(nullptr, CreateNewWrappingJavaObject(world.env, nullptr, &world.object));
+  EXPECT_EQ(nullptr, CreateNewJavaObject(world.env, "Foo", nullptr));
+  EXPECT_EQ(1, std::count_if(world.java.log.begin(), world.java.log.end(), [](const auto& call) {
+              return call.rfind("FindClass", 0) == 0 || call.rfind("GetMethodID", 0) == 0;
+            }));
+}
+
+// A text without units may have no memory either.
+TEST(JavaFaults, JavaIsNotGivenANullPointerForNoUnits) {
+  World world;  // whose machine takes it for a violation
+  EXPECT_NE(nullptr, NewStringUTF16(world.env, std::u16string_view()));
+  EXPECT_EQ("NewString 0", world.java.log.back());
 }
 
 TEST(JavaFaults, ClassesAreLookedUpAtEachCall) {
@@ -314,13 +362,24 @@ TEST(JavaFaults, AnErrorThatCannotBeThrownLeavesNothingPending) {
     world.java.SetPending("the first one");
     world.java.FailAt(n);
     ThrowJavaAPIErrorException(world.env, "the second one");
-    EXPECT_EQ(n == 1 ? "FindClass" : "ThrowNew", world.java.Failed());
+    EXPECT_EQ(n == 1 ? "FindClass" : "GetMethodID", world.java.Failed());
     EXPECT_EQ("", world.java.Pending());
     EXPECT_EQ(before, world.java.LocalReferences());
   }
   World world;
   ThrowJavaAPIErrorException(world.env, "a message");
   EXPECT_EQ("com/kestrane/vorn/APIError: a message", world.java.Pending());
+}
+
+TEST(JavaFaults, WhatJavaThrowsInPlaceOfAnErrorStays) {
+  World world;
+  const int before = world.java.LocalReferences();
+  world.java.SetPending("the first one");
+  world.java.FailAt(3);
+  ThrowJavaAPIErrorException(world.env, "the second one");
+  EXPECT_EQ("ThrowNew", world.java.Failed());
+  EXPECT_EQ("java/lang/OutOfMemoryError", world.java.Pending());
+  EXPECT_EQ(before, world.java.LocalReferences());
 }
 
 TEST(JavaFaults, AnExceptionSetAsideThatCannotBeThrownAgainIsDropped) {
@@ -372,6 +431,33 @@ TEST(JavaStringFaults, WithoutMemoryAnEarlierExceptionStays) {
   world.java.SayStringLength(-1);
   EXPECT_EQ(u"", GetStringUTF16(world.env, world.text));
   EXPECT_EQ("the first one", world.java.Pending());
+}
+
+TEST(JavaStringFaults, WithoutMemoryForTheErrorTheTextIsStillEmpty) {
+  const struct {
+    int fails;
+    const char* call;
+    const char* pending;
+  } cases[] = {{2, "FindClass", ""}, {3, "ThrowNew", "java/lang/OutOfMemoryError"}};
+  for (const auto& c : cases) {
+    World world;
+    world.java.SayStringLength(-1);
+    world.java.FailAt(c.fails);
+    EXPECT_EQ(u"", GetStringUTF16(world.env, world.text));
+    EXPECT_EQ(c.call, world.java.Failed());
+    EXPECT_EQ(c.pending, world.java.Pending());
+  }
+}
+
+TEST(JavaStringFaults, ATextWithMoreUnitsThanAStringCanHaveIsNotPassedOn) {
+  World world;
+  world.java.log.clear();
+  // Its units are not read.
+  const std::u16string_view tooLong(u"x", std::size_t{0x80000000u});
+  EXPECT_EQ(nullptr, NewStringUTF16(world.env, tooLong));
+  EXPECT_EQ("java/lang/OutOfMemoryError: no memory for a string", world.java.Pending());
+  EXPECT_EQ(0, std::count_if(world.java.log.begin(), world.java.log.end(),
+                             [](const auto& call) { return call.rfind("NewString", 0) == 0; }));
 }
 
 /// Lets so many allocations of this thread succeed in its scope.

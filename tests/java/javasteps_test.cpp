@@ -147,6 +147,13 @@ TEST_F(JavaStepsCompat, UnregisteringDoesEverythingUnderTheMutex) {
   EXPECT_EQ(want, Taken());
 }
 
+TEST_F(JavaStepsCompat, TheTextOfAnErrorIsKeptUnderAMutex) {
+  jobject const foo = java.NewObject("java/lang/Object");
+  EXPECT_THROW(CreateNewWrappingCppObject(java.Env(), foo, "java/lang/Enum"), const char*);
+  EXPECT_EQ((Steps{"NewLocalRef", "FindClass java/lang/Enum", "IsInstanceOf", "lock", "unlock"}),
+            Taken());
+}
+
 TEST_F(JavaStepsCompat, TheMutexIsNotRecursive) {
   const bix::impl::JavaTables tables;
   EXPECT_EQ((Steps{"init non-recursive", "init non-recursive"}), Taken());
