@@ -188,7 +188,8 @@ BIX_EXPORT int local_spawn(const char* file, const char** argv, bool restore);
 ///   const bool wasKilled = child.state() == 2;
 ///
 /// Threads: the child is killed from a thread of the watch. The owner neither resets nor destroys the
-/// child before Abort() has returned or the watch is gone.
+/// child before Abort() has returned or the watch is gone. A derived class that overrides
+/// LaunchFunction() calls Abort() in its destructor.
 class BIX_EXPORT CSubProcTimeOut {
  public:
   /// Watches nothing yet.

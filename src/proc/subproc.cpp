@@ -375,7 +375,7 @@ int CSubProc::kill() {
       error = errno;
     if (error == 0)
       m_killedPid = m_pid;
-    else if (!m_isReaped)
+    else if (error != ESRCH)  // still a child of this process
       impl::Abandon(m_pid);
     CloseBoth();
     m_state = 2;

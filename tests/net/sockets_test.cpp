@@ -41,6 +41,10 @@ thread_local int t_backlog = 0;  // of the last call
 
 /// A name of this machine that needs no list of hosts.
 constexpr char kNamedHost[] = "peer.example";
+
+/// Whether the next connecting is interrupted, and so goes on behind the call.
+thread_local bool t_connectIsInterrupted = false;
+
 /// The error that every look-up of a host ends with, unless it is 0.
 thread_local int t_lookupError = 0;
 /// What the system says about every error, unless it is empty.
@@ -83,6 +87,15 @@ extern "C" int bix_test_listen(int fd, int backlog) {
   bix_test::t_backlog = backlog;
   if (!bix_test::t_listenFails) return real(fd, backlog);
   errno = EADDRINUSE;
+  return -1;
+}
+
+extern "C" int bix_test_connect(int fd, const sockaddr* address, socklen_t size) __asm__("connect");
+extern "C" int bix_test_connect(int fd, const sockaddr* address, socklen_t size) {
+  static auto* const real = bix_test::Real<int(int, const sockaddr*, socklen_t)>("connect");
+  const int result = real(fd, address, size);
+  if (!std::exchange(bix_test::t_connectIsInterrupted, false)) return result;
+  errno = EINTR;
   return -1;
 }
 
@@ -759,6 +772,17 @@ TEST(SocketClient, FindsTheHostByName) {
   SocketClient client(kNamedHost, PortOf(server));
   const std::unique_ptr<Socket> peer(server.Accept());
   EXPECT_EQ(1, client.SendBytes("x"));
+}
+
+TEST(SocketClient, ASignalOfTheHostDoesNotEndTheConnecting) {
+  const ClosesTheRest rest;
+  SocketServer server(0, 5, BlockingSocket);
+  t_connectIsInterrupted = true;
+  SocketClient client("127.0.0.1", PortOf(server));
+  EXPECT_FALSE(t_connectIsInterrupted);
+  const std::unique_ptr<Socket> peer(server.Accept());
+  EXPECT_EQ(3, client.SendLine("x"));
+  EXPECT_EQ("x\r\n", peer->ReceiveLine());
 }
 
 TEST(SocketClient, AnUnknownHostThrowsAText) {

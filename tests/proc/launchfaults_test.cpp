@@ -166,13 +166,14 @@ struct Outcome {
   }
 };
 
-Outcome LaunchWithFault(CSubProc& child, int failing) {
+Outcome LaunchWithFault(CSubProc& child, int failing, int error = EIO) {
   Outcome outcome;
   const CapturedDescriptor errors(2);
   const char* arguments[] = {BIX_CHILD, "descriptors", nullptr};
   {
     CallFaults faults;
     faults.failing = failing;
+    faults.error = error;
     outcome.result = child.launch(BIX_CHILD, arguments, "/", false);
     t_faults = nullptr;
     outcome.call = faults.count >= failing ? faults.names[failing - 1] : "";
@@ -214,6 +215,26 @@ TEST(SubProcFaults, EachCallOfALaunchFailsInTurn) {
     EXPECT_FALSE(HasChildren());
   }
   EXPECT_EQ(want, got);
+}
+
+TEST(SubProcFaults, ARedirectionThatIsInterruptedIsRepeated) {
+  const ScopedVariable variable("MORVEL_NO_CLOSE", nullptr);
+  int redirections = 0;
+  for (int failing = 1;; ++failing) {
+    CSubProc child;
+    const Outcome outcome = LaunchWithFault(child, failing, EINTR);
+    if (outcome.call.empty()) break;
+    if (outcome.call == "child: dup2") {
+      ++redirections;
+      EXPECT_EQ(0, outcome.result);
+      EXPECT_EQ("0 1 2\n", ReadAll(child));
+    }
+    if (outcome.result == 0) {
+      EXPECT_EQ(0, child.get_exit_status());
+    }
+    child.reset();
+  }
+  EXPECT_EQ(3, redirections);
 }
 
 TEST(SubProcFaults, AFailedForkOfASpawnIsPrinted) {
