@@ -51,10 +51,9 @@ class Layer:
         self.home = self.folder / "home"
         self.home.mkdir()
         (self.folder / "prefix").mkdir()
+        # Nothing else of ours: no display, and no settings of the layer or the library.
         self.environment = {
-            name: value for name, value in os.environ.items()
-            if not name.startswith(("WINE", "DISPLAY", "WAYLAND_DISPLAY", "BIX_", "LC_", "LANG"))}
-        self.environment.update({
+            "PATH": os.environ["PATH"],
             "HOME": str(self.home),
             "LC_ALL": "C.UTF-8",
             "WINEPREFIX": str(self.folder / "prefix"),
@@ -62,7 +61,7 @@ class Layer:
             "WINEDEBUG": "-all",
             # Neither questions about what could be installed, nor entries in menus.
             "WINEDLLOVERRIDES": "mscoree,mshtml=;winemenubuilder.exe=d",
-        })
+        }
 
     def start(self):
         """Makes the configuration. Its server stays from one program to the next."""
@@ -102,9 +101,12 @@ class Layer:
                 break
             # The end of a child wakes this up; the time is for the one that ends just now.
             signal.sigtimedwait([signal.SIGCHLD], 0.1)
-        left = children()
-        for child in left:
-            os.kill(child, signal.SIGKILL)
+        left = []
+        while found := children():
+            for child in found:
+                os.kill(child, signal.SIGKILL)
+                os.waitpid(child, 0)
+            left += found
         return left
 
     def remove(self):
