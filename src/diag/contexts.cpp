@@ -4,6 +4,8 @@
 #include <memory>
 #include <string_view>
 
+#include "support/above_standard.h"
+
 // Static storage
 bix::CErrorContext* _QelCurrentErrorCtx = nullptr;
 
@@ -11,7 +13,9 @@ namespace bix {
 namespace {
 
 /// For writing, emptied; children of the host do not inherit it.
-std::FILE* OpenNamed(const SString& name) { return std::fopen(name.c_str(), "we"); }
+std::FILE* OpenNamed(const SString& name) {
+  return impl::AboveStandard(std::fopen(name.c_str(), "we"), "we");
+}
 
 /// Closes a file that was opened by its name.
 // COMPAT(context-keeps-stream): a stream that the host has handed in stays open.

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "diag/report.h"
+#include "support/above_standard.h"
 
 namespace bix {
 namespace {
@@ -274,7 +275,8 @@ void CMsgOut::Deliver() {
 // of the host do not inherit it; a stream cannot open a file that way by itself.
 void CMsgOut::OpenLog() {
   if (m_log.is_open() || m_logName.empty()) return;
-  const int fd = ::open(m_logName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const int fd = impl::AboveStandard(
+      ::open(m_logName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
   if (fd >= 0) {
     __gnu_cxx::stdio_filebuf<char> opened(fd, std::ios_base::out);
     if (opened.is_open())

@@ -16,6 +16,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "support/above_standard.h"
 #include "support/scoped_fd.h"
 
 namespace bix {
@@ -29,7 +30,7 @@ constexpr std::size_t kMostText = 511;  // bytes of a message that is thrown
 // CHOICE(socket-not-inherited): no program that the host starts gets a socket, not even a child with
 // "MORVEL_NO_CLOSE": as long as it ran, the connection would not end when the host closes its own.
 // Test: SocketOpening.NothingReachesProgramsOfTheHost
-int OpenTcp() { return ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0); }
+int OpenTcp() { return impl::AboveStandard(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)); }
 
 /// An IPv4 address with the low 16 bits of `port`.
 sockaddr_in AddressWith(int port) {
@@ -209,8 +210,8 @@ SocketServer::SocketServer(int port, int backlog, TypeSocket type) {
 }
 
 Socket* SocketServer::Accept() {
-  impl::ScopedFd accepted(
-      m_shared->isClosed ? -1 : ::accept4(m_descriptor, nullptr, nullptr, SOCK_CLOEXEC));
+  const int fd = m_shared->isClosed ? -1 : ::accept4(m_descriptor, nullptr, nullptr, SOCK_CLOEXEC);
+  impl::ScopedFd accepted(impl::AboveStandard(fd));
   if (!accepted.IsOpen()) throw kInvalidAccepted;
   auto* const socket = new Socket(accepted.Get());  // the caller deletes it
   (void)accepted.Release();                         // the socket closes it

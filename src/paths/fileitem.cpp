@@ -15,6 +15,7 @@
 
 #include "bix/messages.h"
 #include "bix/urn.h"
+#include "support/above_standard.h"
 #include "support/scoped_fd.h"
 
 namespace bix {
@@ -207,7 +208,8 @@ bool IsSameFile(const struct stat& one, const struct stat& other) {
 bool BixCopyFile(const SString& from, const SString& to) {
   const impl::ScopedFd source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
   if (!source.IsOpen()) return false;
-  impl::ScopedFd target(open(to.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+  impl::ScopedFd target(
+      impl::AboveStandard(open(to.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666)));
   if (!target.IsOpen()) return false;
 
   struct stat sourceStatus {};

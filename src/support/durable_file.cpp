@@ -11,6 +11,8 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include "support/above_standard.h"
+
 namespace bix::impl {
 
 namespace {
@@ -28,7 +30,7 @@ int OpenRetrying(const char* name, int flags, mode_t mode = 0) {
   do {
     fd = ::open(name, flags | O_CLOEXEC | O_NOCTTY, mode);
   } while (fd < 0 && errno == EINTR);
-  return fd;
+  return AboveStandard(fd);
 }
 
 /// 0, or the error number.
@@ -331,7 +333,7 @@ int DurableFile::OpenTemporary() {
 /// Collects the bytes in memory, where they can be read back by name as well.
 int DurableFile::OpenMemory() {
   m_isInPlace = true;
-  m_fd.Reset(::memfd_create("bix", MFD_CLOEXEC));
+  m_fd.Reset(AboveStandard(::memfd_create("bix", MFD_CLOEXEC)));
   if (!m_fd.IsOpen()) return errno;
   m_temporary = "/proc/self/fd/" + std::to_string(m_fd.Get());
   return OpenStream();
@@ -396,7 +398,7 @@ int DurableFile::WriteInPlace() {
   const off_t newSize = status.st_size;
   if (::fstat(target, &status) != 0) return errno;
   const off_t oldSize = status.st_size;
-  ScopedFd old(::memfd_create("bix-old", MFD_CLOEXEC));
+  ScopedFd old(AboveStandard(::memfd_create("bix-old", MFD_CLOEXEC)));
   ScopedFd reader(OpenRetrying(m_target.c_str(), O_RDONLY));
   bool isKept = false;
   if (reader.IsOpen()) {

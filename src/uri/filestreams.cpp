@@ -10,6 +10,8 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include "support/above_standard.h"
+
 namespace bix {
 namespace {
 
@@ -50,7 +52,7 @@ void SFileStreamBuffer::Open(const SString& path, const char* mode) {
   // Test: FileStreams.OpeningAgainEndsTheFileBefore
   WritePending();
   Close();
-  m_file = std::fopen(path.c_str(), mode);
+  m_file = impl::AboveStandard(std::fopen(path.c_str(), mode), mode);
   // The block is all the buffer there is: one system call for each, and no second copy.
   if (m_file == nullptr) return;
   (void)std::setvbuf(m_file, nullptr, _IONBF, 0);
