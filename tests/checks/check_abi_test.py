@@ -16,8 +16,11 @@ COMPILER = sys.argv[1]
 HEADER = """#pragma once
 namespace bix {
 struct Pair { int first; int second; };
+enum Colour { Red = 1, Green = 2 };
 class Shape {
  public:
+  enum { Small = 3 };
+  static const int kMost = 7;
   virtual void Draw(int size);
   virtual int Count() const;
  private:
@@ -69,6 +72,8 @@ class CheckLayout(TreeTest):
         (self.root / "suite" / "include").mkdir(parents=True)
         shutil.copy(TOP / "script" / "check-layout", self.root / "script")
         self.write("include/bix/bix.h", HEADER)
+        self.write("abi/layout.cpp", '#include "bix/bix.h"\nbix::Colour colour;\nauto small = bix::Shape::Small;\n'
+                                     "bix::Shape* shape;\nbix::Pair* pair;\n")
         self.assertEqual(0, self.check("--update").returncode)
 
     def check(self, *options):
@@ -105,9 +110,28 @@ class CheckLayout(TreeTest):
     def test_finds_another_parameter(self):
         self.expect("Draw(int size)", "Draw(long size)", "+  slot 0: bix::Shape::Draw(long)")
 
+    def test_finds_another_result(self):
+        self.expect("virtual void Draw", "virtual Pair* Draw",
+                    "-  slot 0: bix::Shape::Draw(int) -> void",
+                    "+  slot 0: bix::Shape::Draw(int) -> bix::Pair*")
+
     def test_finds_a_new_operation_in_front(self):
         self.expect(" public:\n", " public:\n  virtual ~Shape();\n",
-                    "+  slot 2: bix::Shape::Draw(int)")
+                    "+  slot 0: bix::Shape::~Shape()", "+  slot 2: bix::Shape::Draw(int)")
+
+    def test_finds_a_destructor_behind(self):
+        self.expect(" private:\n", "  virtual ~Shape();\n private:\n",
+                    "+  slot 2: bix::Shape::~Shape()")
+
+    def test_finds_another_value_of_an_enumeration(self):
+        self.expect("Green = 2", "Green = 3", "-  Green = 2", "+  Green = 3")
+        self.expect("Small = 3", "Small = 4", "-  Small = 3", "+  Small = 4")
+
+    def test_finds_an_enumeration_of_another_size(self):
+        self.expect("enum Colour", "enum Colour : short", "+enumeration bix::Colour, size 2")
+
+    def test_finds_another_constant(self):
+        self.expect("kMost = 7", "kMost = 8", "-  constant kMost = 7", "+  constant kMost = 8")
 
 
 if __name__ == "__main__":

@@ -189,6 +189,7 @@ TEST_F(HostProcess, WithManyThreads) { Run("threads", kConsole); }
 void ExpectSeen(void (*change)(), const std::string& names) {
   EXPECT_EXIT(
       {
+        close_range(3, ~0U, 0);  // inherited by chance; others may be writing to them
         const HostState before = ReadHostState();
         change();
         std::string changed;
@@ -235,7 +236,7 @@ TEST(HostState, ShowsEachChange) {
       {[] { uselocale(newlocale(LC_ALL_MASK, "C.UTF-8", nullptr)); }, "locale of the thread;.*"},
       {[] { (void)!dup2(1, 77); }, "descriptor 77;"},
       {[] { fcntl(1, F_SETFD, FD_CLOEXEC); }, "descriptor 1;"},
-      {[] { fcntl(1, F_SETFL, O_APPEND | O_NONBLOCK); }, "descriptor 1;(descriptor [0-9]+;)*"},
+      {[] { fcntl(2, F_SETFL, O_WRONLY | O_NONBLOCK); }, "descriptor 2;"},
       {[] { setenv("NEW_VARIABLE", "value", 1); }, "variable NEW_VARIABLE;"},
       {[] { unsetenv("PATH"); }, "variable PATH;"},
       {[] {
