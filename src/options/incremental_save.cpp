@@ -14,7 +14,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <typeinfo>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -22,6 +21,7 @@
 #include "bix/optionfile.h"
 #include "options/option_text.h"
 #include "options/read_back.h"
+#include "support/runtime_type.h"
 #include "support/text_view.h"
 
 namespace bix {
@@ -44,8 +44,8 @@ std::uint32_t NextGeneration() {
 
 /// `value` when it is one of the option layer, which is nearly always exactly that; or null.
 COptRgValue* AsOptionValue(CRgValue* value) {
-  if (typeid(*value) == typeid(COptRgValue)) return static_cast<COptRgValue*>(value);
-  return dynamic_cast<COptRgValue*>(value);
+  if (impl::IsExactly<COptRgValue>(*value)) return static_cast<COptRgValue*>(value);
+  return impl::CastTo<COptRgValue>(value);
 }
 
 }  // namespace
@@ -132,7 +132,7 @@ CRgKey* CIncrSaveContext::AddSubPath(COptRgKey& parent, const char* name) {
   CRgKey& treeKey = TreeKeyOf(parent);
   AddStep(name);
   m_current = treeKey.FindKey(name);
-  if (auto* key = dynamic_cast<COptRgKey*>(m_current)) {
+  if (auto* key = impl::CastTo<COptRgKey>(m_current)) {
     // Two values of one name are told apart by the index only.
     if (!key->m_hasHiddenValues) m_next = key->GetFirstValuePosition();
     return key;
@@ -178,7 +178,7 @@ COptRgValue* CIncrSaveContext::FindNext(COptRgKey& key, std::string_view name) {
   if (m_next == nullptr || &key != m_current) return nullptr;
   void* behind = m_next;
   CRgValue* const value = key.GetNextValue(behind);
-  if (typeid(*value) != typeid(COptRgValue)) return nullptr;
+  if (!impl::IsExactly<COptRgValue>(*value)) return nullptr;
   auto* const found = static_cast<COptRgValue*>(value);
   if (found->GetIndexName() != name || found->m_savedIn == m_generation) return nullptr;
   m_next = behind;
@@ -186,7 +186,7 @@ COptRgValue* CIncrSaveContext::FindNext(COptRgKey& key, std::string_view name) {
 }
 
 void CIncrSaveContext::SaveUnsavedValues(CRgKey& key) {
-  if (auto* own = dynamic_cast<COptRgKey*>(&key)) {
+  if (auto* own = impl::CastTo<COptRgKey>(&key)) {
     if (own->m_savedIn == m_generation) return;
     own->m_savedIn = m_generation;
   }

@@ -3,12 +3,12 @@
 
 #include <memory>
 #include <string_view>
-#include <typeinfo>
 
 #include "bix/optionfile.h"
 #include "options/option_text.h"
 #include "options/split_path.h"
 #include "registry/load_memory.h"
+#include "support/runtime_type.h"
 #include "support/text_view.h"
 
 namespace bix {
@@ -131,7 +131,7 @@ const COptRgKey* COptRgKey::WalkTo(const impl::SplitPath& path, bool& isKnown) c
 bool COptRgKey::AddKey(CRgKey* key) {
   const std::string_view name = View(key->GetName());
   bool isAdded;
-  if (typeid(*key) == typeid(COptRgKey)) {
+  if (impl::IsExactly<COptRgKey>(*key)) {
     m_plainKeys.Reserve();
     isAdded = CRgKey::AddKey(key);
     m_plainKeys.Set(static_cast<COptRgKey*>(key));
@@ -190,7 +190,7 @@ bool COptRgKey::AddValue(CRgValue* value) {
   const std::string_view name = View(value->GetName());
   const bool hidesAnother = FindValueOf(name) != nullptr;
   bool isAdded;
-  if (typeid(*value) == typeid(COptRgValue)) {
+  if (impl::IsExactly<COptRgValue>(*value)) {
     m_plainValues.Reserve();
     isAdded = CRgKey::AddValue(value);
     m_plainValues.Set(static_cast<COptRgValue*>(value));

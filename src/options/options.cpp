@@ -14,6 +14,7 @@
 #include "bix/optionfile.h"
 #include "options/option_text.h"
 #include "options/split_path.h"
+#include "support/runtime_type.h"
 #include "support/text_view.h"
 
 namespace bix {
@@ -355,7 +356,7 @@ void COptionManager::DeleteValue(COptionFile& file, CRgKey& key, CRgValue* held)
   key.RemoveValue(held);
   delete held;
   // Values that it has hidden must not come to light.
-  if (auto* optionKey = dynamic_cast<COptRgKey*>(&key)) optionKey->DeleteHiddenValues(name.c_str());
+  if (auto* optionKey = impl::CastTo<COptRgKey>(&key)) optionKey->DeleteHiddenValues(name.c_str());
   file.SetModifiedFlag();
 }
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <string>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
 #include "bix/optionfile.h"
 #include "bix/settingsfile.h"
+#include "support/runtime_type.h"
 #include "support/text_view.h"
 
 namespace bix::impl {
@@ -77,7 +77,7 @@ class DigestRoot : public CRgKey {
 
 /// Whether a key has the Dump that every key inherits.
 bool HasPlainDump(const CRgKey& key) {
-  return typeid(key) == typeid(COptRgKey) || typeid(key) == typeid(COptRootRgKey);
+  return impl::IsExactly<COptRgKey>(key) || impl::IsExactly<COptRootRgKey>(key);
 }
 
 /// Adds a tree to the sum and, unless `file` is null, writes it: each value while it is at hand.

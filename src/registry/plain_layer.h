@@ -4,18 +4,17 @@
 /// The short way to keys of the default layer: where an object is a CDefRgKey and nothing derived
 /// from it, its virtual operations are known and need not be called.
 
-#include <typeinfo>
-
 #include "bix/registry.h"
+#include "support/runtime_type.h"
 
 namespace bix::impl {
 
 /// `key` when it is exactly a CDefRgKey, otherwise null.
 inline const CDefRgKey* AsPlainKey(const CRgKey* key) {
-  return &typeid(*key) == &typeid(CDefRgKey) ? static_cast<const CDefRgKey*>(key) : nullptr;
+  return IsExactly<CDefRgKey>(*key) ? static_cast<const CDefRgKey*>(key) : nullptr;
 }
 inline CDefRgKey* AsPlainKey(CRgKey* key) {
-  return &typeid(*key) == &typeid(CDefRgKey) ? static_cast<CDefRgKey*>(key) : nullptr;
+  return IsExactly<CDefRgKey>(*key) ? static_cast<CDefRgKey*>(key) : nullptr;
 }
 
 }  // namespace bix::impl

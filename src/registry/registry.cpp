@@ -3,9 +3,9 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
-#include <typeinfo>
 
 #include "registry/load_memory.h"
+#include "support/runtime_type.h"
 #include "support/text_view.h"
 
 namespace bix {
@@ -241,7 +241,7 @@ CRgKey* CDefRgKey::FindKeyByName(std::string_view name) const {
 
 bool CDefRgKey::AddKey(CRgKey* key) {
   // Room in the index first, so that memory exhaustion leaves nothing half added.
-  if (typeid(*key) == typeid(CDefRgKey)) {
+  if (impl::IsExactly<CDefRgKey>(*key)) {
     auto* plain = static_cast<CDefRgKey*>(key);
     m_plainKeys.Reserve();
     const bool added = CRgKey::AddKey(key);
@@ -303,7 +303,7 @@ bool CDefRgKey::AddPlainValue(CDefRgValue* value) {
 }
 
 bool CDefRgKey::AddValue(CRgValue* value) {
-  if (typeid(*value) == typeid(CDefRgValue))
+  if (impl::IsExactly<CDefRgValue>(*value))
     if (auto* plain = static_cast<CDefRgValue*>(value); !plain->m_isRenamed)
       return AddPlainValue(plain);
   if (m_areValuesUnindexed.load(std::memory_order_relaxed)) IndexValues();
@@ -325,7 +325,7 @@ bool CDefRgKey::RemoveValue(CRgValue* value) {
   if (!hasFoundIt) {
     // CHOICE(purge-renamed): an entry under an earlier name would point at an object that the
     // caller may delete next. Test: RegistryIndex.RemovedValueIsFoundUnderNoneOfItsNames
-    if (const auto* plain = dynamic_cast<CDefRgValue*>(value);
+    if (const auto* plain = impl::CastTo<CDefRgValue>(value);
         plain != nullptr && plain->m_isRenamed)
       if (m_plainValues.Find(plain->GetIndexName()) == plain)
         m_plainValues.Remove(plain->GetIndexName());
@@ -348,7 +348,7 @@ void CDefRgKey::IndexValues() const {
   m_plainValues.Reserve(static_cast<std::uint32_t>(m_values.GetCount()));
   for (void* position = m_values.GetHeadPosition(); position != nullptr;) {
     CRgValue* const value = m_values.GetNext(position);
-    if (typeid(*value) == typeid(CDefRgValue)) m_plainValues.Set(static_cast<CDefRgValue*>(value));
+    if (impl::IsExactly<CDefRgValue>(*value)) m_plainValues.Set(static_cast<CDefRgValue*>(value));
   }
   m_areValuesUnindexed.store(false, std::memory_order_release);
 }

@@ -7,11 +7,11 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
 #include "bix/optionfile.h"
+#include "support/runtime_type.h"
 #include "support/text_view.h"
 
 namespace bix {
@@ -122,7 +122,7 @@ CRgKey* CStyRgKey::CreateKey(const char* name, MList<CRgAttribute*>* attributes)
   const CMgrCategory* category = GetCategory();
   const bool isComponent = !View(name).empty() && View(name).find('/') == std::string_view::npos;
   CMgrCategory* below = category != nullptr && isComponent ? category->FindCategory(name) : nullptr;
-  auto* const styleKey = dynamic_cast<CStyRgKey*>(key);
+  auto* const styleKey = impl::CastTo<CStyRgKey>(key);
   if (below != nullptr && styleKey != nullptr) styleKey->SetCategory(below);
   if (attributes != nullptr && !attributes->IsEmpty()) {
     if (styleKey != nullptr)
@@ -140,7 +140,7 @@ CRgKey* CStyRgKey::FindKey(const char* name) const {
 }
 
 bool CStyRgKey::AddKey(CRgKey* key) {
-  if (typeid(*key) != typeid(CStyRgKey)) m_hasForeignKeys = true;
+  if (!impl::IsExactly<CStyRgKey>(*key)) m_hasForeignKeys = true;
   CRgKey*& entry = m_keyIndex[View(key->GetName())];
   const bool isAdded = CRgKey::AddKey(key);
   if (entry == nullptr) entry = key;
@@ -192,7 +192,7 @@ CRgValue* CStyRgKey::FindValue(const char* name) const {
 }
 
 bool CStyRgKey::AddValue(CRgValue* value) {
-  if (typeid(*value) != typeid(COptRgValue)) m_hasForeignValues = true;
+  if (!impl::IsExactly<COptRgValue>(*value)) m_hasForeignValues = true;
   CRgValue*& entry = m_valueIndex[View(value->GetName())];
   const bool isAdded = CRgKey::AddValue(value);
   // COMPAT(style-key-first-value): of two values of one name the first is found, unlike in other
@@ -242,7 +242,7 @@ const char* CStyRgKey::GetTopName() const {
 CStyle* CStyRgKey::MakeStyle(const CRgAttribute& attribute, const char* rootName) {
   const CRgKey* root = this;
   while (root->GetParent() != nullptr) root = root->GetParent();
-  const auto* const fileRoot = dynamic_cast<const CStyRootRgKey*>(root);
+  const auto* const fileRoot = impl::CastTo<const CStyRootRgKey>(root);
   SVector<CStyle*>* const made = fileRoot != nullptr ? fileRoot->m_made : nullptr;
   if (made != nullptr) made->push_back(nullptr);
   auto* const style = new CStyle(attribute.GetValue(), attribute.GetName(), rootName, this);
@@ -284,7 +284,7 @@ CRgKey* CStyRgKey::UseAttributes(MList<CRgAttribute*>* attributes, const char* n
     if (named == nullptr) return nullptr;
     CRgKey* ofKind = named->FindKey(attribute->GetName());
     if (ofKind == nullptr) ofKind = named->CreateKey(attribute->GetName(), attributes);
-    auto* const key = dynamic_cast<CStyRgKey*>(ofKind);
+    auto* const key = impl::CastTo<CStyRgKey>(ofKind);
     if (key == nullptr) return nullptr;
     key->TakeStyle(*style);
     return key;
@@ -359,7 +359,7 @@ void CStyleFile::FillStyleList(CStyRgKey* key, CStyleList* list) {
       path.pop_back();
       continue;
     }
-    const auto* below = dynamic_cast<const CStyRgKey*>(last.key->GetNextKey(last.position));
+    const auto* below = impl::CastTo<const CStyRgKey>(last.key->GetNextKey(last.position));
     if (below == nullptr) continue;
     if (below->GetStyle() != nullptr) list->AddTail(below->GetStyle());
     path.push_back({below, below->GetFirstKeyPosition()});

@@ -8,13 +8,13 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <typeinfo>
 #include <unordered_set>
 #include <vector>
 
 #include "bix/optionfile.h"
 #include "bix/stylefile.h"
 #include "styles/style_registry.h"
+#include "support/runtime_type.h"
 #include "support/text_view.h"
 
 namespace bix {
@@ -187,7 +187,7 @@ void CStyle::SetMgrCategory() {
 /// Lets the key of a section and the one above it show the categories of their names, so that the
 /// values of the section find their options.
 void CStyle::BindKey(CStyRgKey& key) {
-  auto* const above = dynamic_cast<CStyRgKey*>(key.GetParent());
+  auto* const above = impl::CastTo<CStyRgKey>(key.GetParent());
   if (above == nullptr) return;
   const bool isComponent =
       *key.GetName() != 0 && View(key.GetName()).find('/') == std::string_view::npos;
@@ -258,7 +258,7 @@ const char* CStyle::GetValue(const char* category, const char* option) const {
     const CStyle* parent = style->m_parent;
     if (parent == nullptr) return style->GetDefault(option);
     if (parent->m_category == nullptr) return nullptr;  // inert
-    if (&typeid(*parent) != &typeid(CStyle) && s_climbNesting < kMaxNestedClimbs) {
+    if (!impl::IsExactly<CStyle>(*parent) && s_climbNesting < kMaxNestedClimbs) {
       const NestedClimb nested;
       // COMPAT(inherited-under-the-parents-path): each style is asked under its own category, whatever
       // the category of the first one. Test: StyleValueCompat.TheParentIsAskedUnderItsOwnCategory
