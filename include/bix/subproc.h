@@ -65,8 +65,9 @@ class BIX_EXPORT CSubProc {
   /// host's own directory cannot be told, and when the system has no process ("fork" is printed).
   virtual int launch(const char* file, const char** argv, const char* dir, bool flag);  // slot 3
 
-  /// Writes to the child's standard input, as the system's write. Returns the number of bytes, which
-  /// may be less than `len`, or 0 when the descriptor is closed.
+  /// Writes to the child's standard input, as the system's write. Returns the number of bytes, or 0
+  /// when the descriptor is closed. They are fewer than `len` when the child goes meanwhile, or a
+  /// signal of the host comes.
   ///
   /// Owner: `buf` is borrowed for the call.
   /// Errors: -1, `errno` is that of the system, state 2; EPIPE when the child has closed its input.

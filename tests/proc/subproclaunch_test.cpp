@@ -181,6 +181,8 @@ TEST(SubProcLaunchCompat, AProgramThatCannotBeRunSaysSoInThePipeAndExitsWithOne)
   const TempDirectory directory;
   WriteWholeFile(directory / "plain", "text");
   const ScopedVariable language("LC_ALL", "C");
+  // A directory that may not be searched would be the reason why nothing is found.
+  const ScopedVariable path("PATH", "/usr/bin:/bin");
   const struct {
     std::string file;
     const char* text;
