@@ -45,12 +45,12 @@ class BIX_EXPORT Socket {
   /// Shares the descriptor.
   Socket(const Socket& other);
 
-  /// Shares the descriptor of the other. What this handle held before is let go of without being
-  /// released: its descriptor stays open unless a copy is left that is destroyed later, and even
-  /// then.
+  /// Shares the descriptor of the other. What this handle held before is not released: that
+  /// descriptor stays open for good, also when the last copy of it has gone. Call
+  /// Close() before, when nobody else uses it.
   Socket& operator=(Socket& other);
 
-  /// The last copy closes the descriptor, if that was not done.
+  /// The last copy closes the descriptor, unless Close() has.
   virtual ~Socket();  // slot 1
 
   /// Closes the descriptor for all copies. The handle keeps its number, but uses it no more: sending
@@ -142,7 +142,7 @@ class BIX_EXPORT SocketClient : public Socket {
   SocketClient(const std::string& host, int port);
 };
 
-/// Waits until one of two sockets can be read, on systems where that is so: see the constructor.
+/// Asks which of two sockets can be read. On this platform the answer is none, see the constructor.
 class BIX_EXPORT SocketSelect {
  public:
   /// Selects with an empty range of descriptors, as hosts expect. So on this platform no socket is

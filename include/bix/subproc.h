@@ -13,8 +13,9 @@
 ///   const int status = child.get_exit_status();  // raw: decode it with WIFEXITED, WEXITSTATUS
 ///
 /// The child is set up in the child: launching does not touch the host's standard streams, working
-/// directory or environment, and costs the same however much memory the host holds. It goes on as
-/// soon as the program runs. It has the default action for every signal that the host catches.
+/// directory or environment, and costs the same however much memory the host holds. launch() returns
+/// as soon as the program runs. The child has the default action for every signal that the host
+/// catches; those that the host ignores or blocks it ignores or blocks as well.
 ///
 /// A child gets only descriptors 0, 1 and 2. With the environment variable "MORVEL_NO_CLOSE" set, to
 /// any value, it inherits every descriptor of the host that is not close-on-exec, the host's ends of
@@ -125,7 +126,8 @@ class BIX_EXPORT CSubProc {
   /// Waits until the child has ended, but not longer than so many milliseconds; 0 only looks. The
   /// child is neither killed nor reaped, so that get_exit_status() still tells how it ended.
   ///
-  /// Errors: false when the child still runs, or when in another state than 1 there is none.
+  /// Returns whether it has ended: true also when somebody else has reaped it, such as the system for
+  /// a host that ignores SIGCHLD; false in another state than 1, which has no child to wait for.
   bool wait_for(unsigned milliseconds) const;
 
   /// Why the last launch returned -1: an error number of the system; 0 after one that succeeded, and
