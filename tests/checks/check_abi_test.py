@@ -49,7 +49,7 @@ class CheckExports(TreeTest):
         self.assertEqual(0, self.check("--update").returncode)
 
     def test_the_same_names_pass(self):
-        self.assertEqual("_Z3Onev\tOne()\ng_two\tg_two\n", (self.root / "list").read_text())
+        self.assertEqual("_Z3Onev\tOne()\ng_two\tg_two\t0x4\n", (self.root / "list").read_text())
         self.assertEqual(0, self.check().returncode)
 
     def test_finds_a_name_that_is_gone(self):
@@ -57,6 +57,12 @@ class CheckExports(TreeTest):
         result = self.check()
         self.assertEqual(1, result.returncode)
         self.assertIn("-g_two\t", result.stdout)
+
+    def test_finds_an_object_of_another_size(self):
+        self.build("int One() { return 1; } int g_two[2];")
+        result = self.check()
+        self.assertEqual(1, result.returncode)
+        self.assertIn("-g_two\tg_two\t0x4\n+g_two\tg_two\t0x8", result.stdout)
 
     def test_finds_a_new_name(self):
         self.build("int One(int) { return 1; } int One() { return 1; } int g_two;")
