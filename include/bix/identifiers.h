@@ -26,7 +26,8 @@ namespace bix {
 ///
 /// Nothing in it is random. A child that was forked goes on counting, under its own process id.
 ///
-/// Threads: the counter has no lock. Two threads that call this at once may get the same.
+/// Threads: any. Hosts that also run elsewhere make identifiers on one thread: others may give two
+/// threads the same.
 BIX_EXPORT void BixCreateGuid(SString& out);
 
 /// Writes the lowest 32 bits of `value` as six characters, without a terminator: six bits each, the

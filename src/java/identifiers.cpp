@@ -1,5 +1,6 @@
 #include "bix/identifiers.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -16,21 +17,21 @@ namespace {
 constexpr char kAlphabet[] = "jEYryQbHl649DwZSu5kvadANT-RnUpOXI3Vg2fiFJ0hPCGMoc7z8LWK*1qtxseBm";
 constexpr unsigned kIdentifierLength = 24;
 
-/// The host id, once it has been asked for.
-struct HostId {
-  bool isKnown;
-  unsigned long value;
-};
-
 // Static storage
-std::uint32_t s_identifierCount = 0;  // without a lock, like the identifiers themselves
-HostId s_hostId = {false, 0};
+// CHOICE(identifier-threads): threads that make identifiers at the same moment get different ones.
+// Test: Identifier.ThreadsGetDifferentOnes
+std::atomic<std::uint32_t> s_identifierCount{0};
+std::atomic<std::uint32_t> s_hostId{0};  // its lowest 32 bits, once it is known
+std::atomic<bool> s_isHostIdKnown{false};
 
 /// The system looks into a file for it, and asks the name service where there is none. It is the
 /// same for as long as the process runs.
-unsigned long GetHostId() {
-  if (!s_hostId.isKnown) s_hostId = {true, static_cast<unsigned long>(gethostid())};
-  return s_hostId.value;
+std::uint32_t GetHostId() {
+  if (!s_isHostIdKnown.load(std::memory_order_acquire)) {
+    s_hostId.store(static_cast<std::uint32_t>(gethostid()), std::memory_order_relaxed);
+    s_isHostIdKnown.store(true, std::memory_order_release);
+  }
+  return s_hostId.load(std::memory_order_relaxed);
 }
 
 /// Numbers as the text form of a GUID has them, in its order.
@@ -53,7 +54,7 @@ int impl::BixCreateGuid(char* buffer, unsigned size) {
   std::memset(buffer, 0, size);
   // COMPAT(identifier-count): counted on in a forked child, which has another process id; the id is
   // therefore asked for each time. Test: IdentifierCompat.AForkedChildGoesOnCounting
-  const std::uint32_t count = s_identifierCount++;
+  const std::uint32_t count = s_identifierCount.fetch_add(1, std::memory_order_relaxed);
   timeval now{};
   (void)gettimeofday(&now, nullptr);  // cannot fail
   Encode64(count, buffer);

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <ctime>
+#include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -106,6 +108,31 @@ TEST(IdentifierCompat, AForkedChildGoesOnCounting) {
   EXPECT_NE(parent.processId, child.processId);
   EXPECT_EQ(static_cast<std::uint32_t>(child.processId), Decoded(child.identifier.substr(6, 6)));
   EXPECT_EQ(static_cast<std::uint32_t>(parent.processId), Decoded(parent.identifier.substr(6, 6)));
+}
+
+TEST(Identifier, ThreadsGetDifferentOnes) {
+  constexpr std::size_t kEach = 5000;
+  std::vector<std::vector<std::string>> made(4);
+  std::vector<std::thread> makers;
+  for (std::vector<std::string>& own : made) {
+    makers.emplace_back([&own] {
+      for (std::size_t i = 0; i < kEach; ++i) {
+        bix::SString id;
+        bix::BixCreateGuid(id);
+        own.push_back(id);
+      }
+    });
+  }
+  for (std::thread& maker : makers) maker.join();
+  std::set<std::string> counts, hosts;
+  for (const std::vector<std::string>& own : made) {
+    for (const std::string& id : own) {
+      counts.insert(id.substr(0, 6));
+      hosts.insert(id.substr(18, 6));
+    }
+  }
+  EXPECT_EQ(4 * kEach, counts.size());
+  EXPECT_EQ(std::set<std::string>{Encoded(static_cast<unsigned long>(gethostid()))}, hosts);
 }
 
 TEST(Identifier, ReplacesTheText) {
