@@ -162,9 +162,10 @@ void BixFileItem::GetFiles(SPathName pattern, std::vector<BixFileItem>& items) {
 }
 
 void BixFileItem::GetFilesList(std::vector<BixFileItem>& items) {
-  items.clear();
-  if (GetFileType() != 1) return;
+  const bool isDirectory = GetFileType() == 1;
   SPathName pattern = m_path;
+  items.clear();  // this item may be one of them, and is gone from here on
+  if (!isDirectory) return;
   // COMPAT(listing-wildcards): wildcards in the directory's own name are wildcards here, too.
   // Required by existing hosts. Test: FileListingCompat.WildcardsInTheDirectoryAreWildcards
   pattern.AddPathElement("*");

@@ -326,6 +326,15 @@ TEST_F(FileListing, OfWhatIsNoDirectoryIsEmpty) {
   EXPECT_TRUE(m_errors.messages.empty());
 }
 
+TEST_F(FileListing, TheDirectoryMayBeAnItemOfTheListItself) {
+  Make({"a", "b"});
+  Items items{BixFileItem("/old"), BixFileItem(m_directory.Path().c_str())};
+  items[1].GetFilesList(items);
+  EXPECT_EQ((Texts{m_directory / "a", m_directory / "b"}), Paths(items));
+  items[0].GetFilesList(items);
+  EXPECT_EQ(Texts{}, Paths(items)) << "a file";
+}
+
 TEST_F(FileListing, OfAnEmptyDirectoryIsEmptyAndSilent) {
   Items items{BixFileItem("/old")};
   BixFileItem(m_directory.Path().c_str()).GetFilesList(items);
