@@ -72,8 +72,10 @@ SUriScheme* impl::FindLatestScheme(SUriScheme::SCapability capability, const SSt
 
 SUriScheme* impl::SelectScheme(SUriScheme::SCapability capability) {
   std::list<SUriScheme*> candidates;
-  for (std::size_t index = 0; index < SchemeCount(); ++index)
-    if (Has(*(*s_schemes)[index], capability)) candidates.push_back((*s_schemes)[index]);
+  for (std::size_t index = 0; index < SchemeCount(); ++index) {
+    SUriScheme* const scheme = (*s_schemes)[index];
+    if (Has(*scheme, capability)) candidates.push_back(scheme);
+  }
   if (candidates.size() == 1) return candidates.front();
   if (candidates.empty() || s_selectScheme == nullptr) return nullptr;
   return s_selectScheme(candidates);

@@ -186,6 +186,23 @@ TEST(UriSchemes, MayUseTheCompositeThemselves) {
   EXPECT_EQ("wrapped", Read("zz:" + (directory / "file")));
 }
 
+TEST(UriSchemes, MayLeaveWhileTheyAreAskedForTheirDialogs) {
+  class Leaving : public RecordingScheme {
+   public:
+    using RecordingScheme::RecordingScheme;
+    int GetCapabilities() const override {
+      SUriSchemeManager::UnRegister(const_cast<Leaving&>(*this));
+      return RecordingScheme::GetCapabilities();
+    }
+  };
+  Leaving leaving("leaving", "zz:", SUriScheme::eOpenDialog);
+  Errors errors;
+  SString chosen;
+  EXPECT_EQ(leaving.m_answer, SUri.OpenDialog(errors, "start", chosen, "filter"))
+      << "it had the only dialog when it was asked";
+  EXPECT_EQ(2, SUri.OpenDialog(errors, "start", chosen, "filter"));
+}
+
 // ---- dialogs ----
 
 /// The callback of these tests: picks the candidate of this number.
