@@ -79,7 +79,13 @@ const SString* UrnMap::Find(std::string_view name) const {
 
 void UrnMap::Set(const SString& name, const SString& directory) {
   const auto [entry, isNew] = m_entries.insert_or_assign(name, directory);
-  if (isNew) m_directories.emplace(entry->first, &entry->second);
+  if (!isNew) return;
+  try {
+    m_directories.emplace(entry->first, &entry->second);
+  } catch (...) {
+    m_entries.erase(entry);  // it would be listed and never found
+    throw;
+  }
 }
 
 void UrnMap::Clear() {
