@@ -61,15 +61,25 @@ impl::DirectoryState s_directories;
 // The glob filters used last: changed by BixGlob only. Nothing else needs them.
 impl::FilterCache s_filters;
 
+/// Kinds of styles that nobody destroys.
+union KeptStyles {
+  constexpr KeptStyles() : registry() {}
+  ~KeptStyles() {}
+  impl::StyleRegistry registry;
+};
+
 // The kinds of the live styles: changed by styles and kinds as they come and go.
-impl::StyleRegistry s_styles;
+// CHOICE(styles-after-end): objects of a host that own styles may end after the library's, so the
+// lists stay; the last style to go leaves nothing in them. Test:
+// StylesAtTheEnd.MayGoWhenTheLibraryHasEnded
+constinit KeptStyles s_styles;
 
 // The sets of marked addresses: has nothing to do before it releases those that are left.
 impl::MarkerStorage s_markers;
 
 }  // namespace
 
-const MList<CStyleKind*>& CStyle::m_listStyleKind = s_styles.kinds;
+const MList<CStyleKind*>& CStyle::m_listStyleKind = s_styles.registry.kinds;
 
 namespace {
 
@@ -224,6 +234,6 @@ impl::DirectoryState& impl::Directories() { return s_directories; }
 
 impl::FilterCache& impl::Filters() { return s_filters; }
 
-impl::StyleRegistry& impl::Styles() { return s_styles; }
+impl::StyleRegistry& impl::Styles() { return s_styles.registry; }
 
 }  // namespace bix

@@ -36,13 +36,13 @@ namespace bix {
 class BIX_EXPORT IBixResourceHandler {
  public:
   /// Loads text `id` into `out`.
-  virtual bool GetString(unsigned int id, SString& out) const = 0;  // slot 0
+  virtual bool GetString(unsigned int id, SString& out) const = 0;  // slot 1
   /// Loads text `id` into `out`, behind its prefix and number.
-  virtual bool GetPrefixedString(unsigned int id, SString& out) const = 0;  // slot 1
+  virtual bool GetPrefixedString(unsigned int id, SString& out) const = 0;  // slot 2
   /// The first and the last number.
-  virtual void GetHandledRange(unsigned int& low, unsigned int& high) const = 0;  // slot 2
+  virtual void GetHandledRange(unsigned int& low, unsigned int& high) const = 0;  // slot 3
   /// Whether the texts of `id` are the handler's.
-  virtual bool IsHandled(unsigned int id) const = 0;  // slot 3
+  virtual bool IsHandled(unsigned int id) const = 0;  // slot 4
 
  protected:
   // Never deleted through the interface.
@@ -64,7 +64,7 @@ class BIX_EXPORT BixResourceHandler : public IBixResourceHandler {
   ///   missing, which BixLoadString reports, or empty. `out` stays as it was, but for an empty
   ///   text. After a number outside of the range the handler's module stays the current resource
   ///   handle (see BixGetResourceHandle); in all other cases the handle is what it was.
-  bool GetString(unsigned int id, SString& out) const override;  // slot 0
+  bool GetString(unsigned int id, SString& out) const override;  // slot 1
 
   /// Loads text `id`, behind the prefix of the first registered range that holds the whole range of
   /// this handler, and the place of the number in that range, in four digits or more:
@@ -74,15 +74,15 @@ class BIX_EXPORT BixResourceHandler : public IBixResourceHandler {
   ///
   /// Errors: false without a module, without such a range, for a number in front of the range, and
   ///   when GetString fails, which is called as a virtual operation. `out` is as that left it.
-  bool GetPrefixedString(unsigned int id, SString& out) const override;  // slot 1
+  bool GetPrefixedString(unsigned int id, SString& out) const override;  // slot 2
 
   /// The two ends.
-  void GetHandledRange(unsigned int& low, unsigned int& high) const override;  // slot 2
+  void GetHandledRange(unsigned int& low, unsigned int& high) const override;  // slot 3
 
   /// Whether low <= id <= high.
-  bool IsHandled(unsigned int id) const override;  // slot 3
+  bool IsHandled(unsigned int id) const override;  // slot 4
 
-  virtual ~BixResourceHandler();  // slots 4 and 5
+  virtual ~BixResourceHandler();  // slot 5
 
  private:
   // Hosts are compiled against the order of these members; new ones go to the end.

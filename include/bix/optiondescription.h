@@ -34,7 +34,7 @@ class BIX_EXPORT COptionDescription {
   COptionDescription(const SString& categoryPath, const SString& optionName);
   COptionDescription(const COptionDescription&) = default;
   COptionDescription& operator=(const COptionDescription&) = default;
-  virtual ~COptionDescription();  // slots 0 and 1
+  virtual ~COptionDescription();  // slot 1
 
   const SString& GetOptionName() const { return m_optionName; }
   const SString& GetCategoryPath() const { return m_categoryPath; }

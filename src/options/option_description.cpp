@@ -11,7 +11,8 @@ COptionDescription::~COptionDescription() = default;
 
 SString COptionDescription::GetPath() const {
   // COMPAT(description-path): an option without a category has a "/" in front all the same. No
-  // manager knows such a path. Test: OptionDescriptionCompat.ThePathAlwaysHasASlash
+  // manager knows such a path: options are declared in categories only. Test:
+  // OptionDescriptionCompat.ThePathAlwaysHasASlash
   return m_categoryPath + "/" + m_optionName;
 }
 

@@ -1,4 +1,4 @@
-// Style files that one process writes and another one reads.
+// Styles in processes of their own: files that one writes and another one reads, and the end.
 
 #include <gtest/gtest.h>
 
@@ -37,6 +37,13 @@ TEST(StyleProcesses, ReadEachOthersFilesWhateverTheOrderOfTheirKinds) {
     EXPECT_EQ(0, RunWith("Arrow,Class", "write", path).exitCode);
     EXPECT_EQ(content, ReadWholeFile(path));
   }
+}
+
+TEST(StylesAtTheEnd, MayGoWhenTheLibraryHasEnded) {
+  const ProgramResult result = Program(BIX_LATE_HOST, {BIX_LATE_STYLES, "7"}).Run();
+  EXPECT_EQ("0\n", result.output) << result.errors;
+  EXPECT_EQ("", result.errors);
+  EXPECT_EQ(0, result.exitCode);
 }
 
 }  // namespace

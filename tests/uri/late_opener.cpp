@@ -8,7 +8,7 @@
 #include "bix/urischeme.h"
 
 /// Saves a text to a file and reads it again; 0 when that went well.
-extern "C" __attribute__((visibility("default"))) int SaveLate(const char* file) {
+extern "C" __attribute__((visibility("default"))) int RunLate(const char* file) {
   bix::SVector<bix::SString> errors;
   std::unique_ptr<std::ostream> out(bix::SUri.OpenWrite(errors, file));
   if (out == nullptr) return 1;
