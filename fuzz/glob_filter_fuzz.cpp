@@ -1,5 +1,5 @@
-// Glob filters against the engine: whatever a filter of text and stars alone is matched by, the
-// regular expression into which the filter is translated says the same.
+// Glob filters against the engine: whatever a filter is matched by, the regular expression into which
+// it is translated says the same.
 //
 // The input is split at its first zero byte into the filter and the name.
 
@@ -27,12 +27,12 @@ class Silence : public qv::IMessageOutputHandler {
   void OutputDone() override {}
 };
 
-/// Whether the engine cannot come to its limit of steps: with each star it may try every place once
-/// more.
+/// Whether the engine cannot come to its limit of steps: with each star or repetition it may try every
+/// place once more.
 bool CanEngineFinish(const std::string& filter, const std::string& name) {
   double steps = static_cast<double>(filter.size()) + 10;
   for (const char c : filter) {
-    if (c == '*') steps *= static_cast<double>(name.size()) + 2;
+    if (c == '*' || c == '{') steps *= static_cast<double>(name.size()) + 2;
     if (steps > bix::impl::kMatchSteps / 10) return false;
   }
   return true;

@@ -50,8 +50,8 @@ class BIX_EXPORT BixGlob {
   ///   ""       ""                       => true
   ///
   /// The filter is kept translated for the next calls with the same text, of a few filters at a
-  /// time. Time grows with the length of the name times that of the filter at most; with a
-  /// repetition in braces it is bounded, and what takes longer is no match.
+  /// time. Time grows with the length of the name times that of the filter at most. It is bounded
+  /// where characters are repeated in braces: what takes millions of steps may count as no match.
   ///
   /// Errors: false, and `error` tells why, for a filter that is not valid, see IsGlobValid. In all
   /// other cases `error` is "" afterwards, also for a name that is not valid UTF-8, which is no

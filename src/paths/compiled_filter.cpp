@@ -97,7 +97,7 @@ std::unique_ptr<CompiledFilter> CompiledFilter::Compile(const char* filter, SStr
   SString expression = compiled->m_filter;
   if (!NormalizeGlobPatternAndCheckValidity(expression, error)) return nullptr;
   compiled->m_stars = StarPattern::Parse(compiled->m_filter);
-  if (compiled->m_stars) return compiled;
+  if (compiled->m_stars && !compiled->m_stars->HasRepetition()) return compiled;
 
   compiled->m_expression.emplace(expression);
   const std::string& reason = compiled->m_expression->Error();
@@ -108,7 +108,12 @@ std::unique_ptr<CompiledFilter> CompiledFilter::Compile(const char* filter, SStr
 }
 
 bool CompiledFilter::Matches(const char* name) const {
-  return m_stars ? m_stars->Matches(name) : m_expression->MatchesWhole(name);
+  // More is left to the engine, which gives up in time.
+  constexpr std::size_t kMostWork = 4'000'000;
+  if (!m_expression) return m_stars->Matches(name);
+  const std::string text = name;
+  if (m_stars && m_stars->Work(text.size()) <= kMostWork) return m_stars->Matches(text);
+  return m_expression->MatchesWhole(text);
 }
 
 FilterCache::Use::Use(FilterCache& cache, const char* filter) : m_filter(filter) {

@@ -49,7 +49,7 @@ class CompiledFilter {
 
   std::string m_filter;
   std::optional<StarPattern> m_stars;
-  std::optional<Regex> m_expression;  // when the filter holds more than text and stars
+  std::optional<Regex> m_expression;  // when the filter repeats, or may repeat, a character
 };
 
 /// The filters used last, each in the place of its text. A thread has a place to itself for as long

@@ -4,6 +4,7 @@
 /// The regular expressions of the glob filters, whatever engine the library is built with. Each
 /// engine has a source of its own, and only that one includes the engine's headers.
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -34,9 +35,15 @@ class Regex {
 
 // CHOICE(glob-steps): an expression such as "a{1,}a{1,}a{1,}...b" can keep the engine busy for
 // longer than anybody waits, and what the engine allows by itself is far more than a name needs.
-// After so many steps the name counts as no match: some ten milliseconds on any machine of today.
+// After so many steps the name counts as no match: some ten milliseconds on any machine of today. One
+// step may look at all of the name, so that a long one takes its share.
 // Test: GlobFilterQuantifiers.AFilterThatBacktracksWithoutEndIsNoMatch
-constexpr unsigned kMatchSteps = 4'000'000;
+constexpr std::size_t kOrdinaryText = 256;
+constexpr unsigned kMatchSteps = 500'000;
+inline unsigned MatchSteps(std::size_t textSize) {
+  if (textSize <= kOrdinaryText) return kMatchSteps;
+  return static_cast<unsigned>(kMatchSteps / (textSize / kOrdinaryText + 1));
+}
 
 // How deeply the engine may nest, one level for each wildcard or quantifier of which it may have to
 // come back. An engine that nests on the stack takes half a kilobyte for each level.

@@ -31,10 +31,10 @@ std::string ErrorText(int error) {
 /// The engine counts a step only where a wildcard or quantifier takes something. Those that take
 /// nothing follow each other uncounted, as many as there are in the expression, so that its length
 /// takes part in the time of a step.
-std::uint32_t MatchSteps(const std::string& expression) {
+std::uint32_t ShareOfSteps(const std::string& expression) {
   constexpr std::size_t kOrdinaryLength = 64;
   const std::size_t share = std::max(expression.size() / kOrdinaryLength, std::size_t{1});
-  return static_cast<std::uint32_t>(kMatchSteps / share);
+  return static_cast<std::uint32_t>(share);
 }
 
 PCRE2_SPTR Bytes(const std::string& text) { return reinterpret_cast<PCRE2_SPTR>(text.data()); }
@@ -45,6 +45,7 @@ struct Regex::Engine {
   Owned<pcre2_code> code;
   Owned<pcre2_match_data> data;
   Owned<pcre2_match_context> context;
+  std::uint32_t shareOfSteps;
 };
 
 Regex::Regex(const std::string& expression) {
@@ -62,7 +63,7 @@ Regex::Regex(const std::string& expression) {
   engine->data.reset(pcre2_match_data_create(1, nullptr));
   engine->context.reset(pcre2_match_context_create(nullptr));
   if (engine->data == nullptr || engine->context == nullptr) throw std::bad_alloc();
-  pcre2_set_match_limit(engine->context.get(), MatchSteps(expression));
+  engine->shareOfSteps = ShareOfSteps(expression);
   pcre2_set_depth_limit(engine->context.get(), kMatchDepth);
   m_engine = std::move(engine);
 }
@@ -70,8 +71,10 @@ Regex::Regex(const std::string& expression) {
 Regex::~Regex() = default;
 
 bool Regex::MatchesWhole(const std::string& text) const {
-  return m_engine != nullptr && pcre2_match(m_engine->code.get(), Bytes(text), text.size(), 0, 0,
-                                            m_engine->data.get(), m_engine->context.get()) >= 0;
+  if (m_engine == nullptr) return false;
+  pcre2_set_match_limit(m_engine->context.get(), MatchSteps(text.size()) / m_engine->shareOfSteps);
+  return pcre2_match(m_engine->code.get(), Bytes(text), text.size(), 0, 0, m_engine->data.get(),
+                     m_engine->context.get()) >= 0;
 }
 
 }  // namespace bix::impl

@@ -5,9 +5,10 @@
 namespace bix::impl {
 namespace {
 
-pcrecpp::RE_Options Options() {
+/// For texts of such a size.
+pcrecpp::RE_Options Options(std::size_t textSize) {
   pcrecpp::RE_Options options = pcrecpp::UTF8();
-  options.set_match_limit(kMatchSteps);
+  options.set_match_limit(static_cast<int>(MatchSteps(textSize)));
   options.set_match_limit_recursion(kMatchDepth);
   return options;
 }
@@ -15,7 +16,7 @@ pcrecpp::RE_Options Options() {
 }  // namespace
 
 struct Regex::Engine {
-  explicit Engine(const std::string& expression) : expression(expression, Options()) {}
+  explicit Engine(const std::string& expression) : expression(expression, Options(kOrdinaryText)) {}
 
   pcrecpp::RE expression;
 };
@@ -28,7 +29,10 @@ Regex::Regex(const std::string& expression) : m_engine(std::make_unique<Engine>(
 Regex::~Regex() = default;
 
 bool Regex::MatchesWhole(const std::string& text) const {
-  return m_engine != nullptr && m_engine->expression.FullMatch(text);
+  if (m_engine == nullptr) return false;
+  const pcrecpp::RE& expression = m_engine->expression;
+  if (text.size() <= kOrdinaryText) return expression.FullMatch(text);
+  return pcrecpp::RE(expression.pattern(), Options(text.size())).FullMatch(text);
 }
 
 }  // namespace bix::impl

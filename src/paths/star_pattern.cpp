@@ -3,31 +3,48 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace bix::impl {
 namespace {
 
-/// Whether a "{", digits and what may stand among them, and "}" follow each other somewhere. Every
-/// repetition that any engine knows has this form, and some of this form are none.
-bool MayRepeat(std::string_view filter) {
-  for (std::size_t open = filter.find('{'); open != std::string_view::npos;
-       open = filter.find('{', open + 1)) {
-    const std::size_t end = filter.find_first_not_of("0123456789, \t", open + 1);
-    if (end != std::string_view::npos && filter[end] == '}') return true;
-  }
-  return false;
+/// What stands at a "{" of a filter.
+struct Braces {
+  enum Kind { kText, kRepetition, kUnclear };
+
+  Kind kind = kText;
+  std::size_t length = 1;  // with both braces
+  std::size_t least = 0;
+  std::size_t most = 0;
+};
+
+/// Takes the digits at the start of the text; false when there are none.
+bool TakeNumber(std::string_view& text, std::size_t& number) {
+  constexpr std::size_t kLarge = 1'000'000;  // above what any engine takes
+  const std::size_t length = std::min(text.find_first_not_of("0123456789"), text.size());
+  number = 0;
+  for (const char digit : text.substr(0, length))
+    number = std::min(number * 10 + static_cast<std::size_t>(digit - '0'), kLarge);
+  text.remove_prefix(length);
+  return length != 0;
 }
 
-/// The text that the piece of a filter stands for.
-std::string LiteralText(std::string_view piece) {
-  std::string text;
-  text.reserve(piece.size());
-  for (const char c : piece) {
-    // The translation escapes it twice, see COMPAT(glob-bracket).
-    if (c == ']') text += '\\';
-    text += c;
+/// Reads the braces at the start of the text. "{n}", "{n,}" and "{n,m}" repeat with every engine. All
+/// that any engine repeats holds digits and what may stand among them, and some of that is text.
+Braces ReadBraces(std::string_view text) {
+  const std::size_t end = text.find_first_not_of("0123456789, \t", 1);
+  if (end == std::string_view::npos || text[end] != '}') return {};
+  Braces braces{Braces::kUnclear, end + 1};
+  std::string_view inside = text.substr(1, end - 1);
+  if (!TakeNumber(inside, braces.least)) return braces;
+  braces.most = braces.least;
+  if (!inside.empty()) {
+    if (inside[0] != ',') return braces;
+    inside.remove_prefix(1);
+    if (!TakeNumber(inside, braces.most)) braces.most = FilterPiece::kNoLimit;
   }
-  return text;
+  if (inside.empty()) braces.kind = Braces::kRepetition;
+  return braces;
 }
 
 bool BeginsWith(std::string_view text, std::string_view start) {
@@ -77,47 +94,78 @@ bool IsValidUtf8(std::string_view text) {
 }
 
 std::optional<StarPattern> StarPattern::Parse(std::string_view filter) {
-  if (MayRepeat(filter)) return std::nullopt;
   StarPattern pattern;
-  std::size_t feed = filter.find('\n');
-  pattern.m_first = ParseLine(filter.substr(0, feed));
-  while (feed != std::string_view::npos) {
-    const std::size_t start = feed + 1;
-    feed = filter.find('\n', start);
-    pattern.m_further.push_back(
-        ParseLine(filter.substr(start, feed == std::string_view::npos ? feed : feed - start)));
+  for (bool isFirst = true;; isFirst = false) {
+    const std::size_t feed = filter.find('\n');
+    std::optional<Line> line = ParseLine(filter.substr(0, feed));
+    if (!line) return std::nullopt;
+    for (const FilterPiece& piece : line->pieces) pattern.m_passCount += piece.PassCount();
+    if (isFirst)
+      pattern.m_first = std::move(*line);
+    else
+      pattern.m_further.push_back(std::move(*line));
+    if (feed == std::string_view::npos) return pattern;
+    filter.remove_prefix(feed + 1);
   }
-  return pattern;
 }
 
-StarPattern::Line StarPattern::ParseLine(std::string_view filter) {
-  Line line;
-  const std::size_t firstStar = filter.find('*');
-  line.prefix = LiteralText(filter.substr(0, firstStar));
-  line.length = line.prefix.size();
-  if (firstStar == std::string_view::npos) return line;
-
-  line.hasStar = true;
-  const std::size_t lastStar = filter.rfind('*');
-  line.suffix = LiteralText(filter.substr(lastStar + 1));
-  line.length += line.suffix.size();
-  for (std::size_t star = firstStar; star != lastStar;) {
-    const std::size_t next = filter.find('*', star + 1);
-    std::string piece = LiteralText(filter.substr(star + 1, next - star - 1));
-    line.length += piece.size();
-    if (!piece.empty()) line.between.push_back(std::move(piece));
-    star = next;
+std::optional<StarPattern::Line> StarPattern::ParseLine(std::string_view filter) {
+  std::vector<FilterPiece> pieces(1);
+  bool isText = true;
+  for (std::size_t length; !filter.empty(); filter.remove_prefix(length)) {
+    length = 1;
+    if (filter[0] == '*') {
+      pieces.emplace_back();
+      continue;
+    }
+    const Braces braces = filter[0] == '{' ? ReadBraces(filter) : Braces();
+    if (braces.kind == Braces::kText) {
+      // The translation escapes it twice, see COMPAT(glob-bracket).
+      pieces.back().AppendText(filter[0] == ']' ? "\\]" : filter.substr(0, 1));
+      continue;
+    }
+    if (braces.kind == Braces::kUnclear || !pieces.back().RepeatLast(braces.least, braces.most))
+      return std::nullopt;
+    isText = false;
+    length = braces.length;
   }
+  if (isText) return MakeTextLine(pieces);
+  Line line;
+  line.pieces = std::move(pieces);
   return line;
 }
 
+StarPattern::Line StarPattern::MakeTextLine(const std::vector<FilterPiece>& pieces) {
+  Line line;
+  for (const FilterPiece& piece : pieces) line.length += piece.Text().size();
+  line.prefix = pieces.front().Text();
+  line.hasStar = pieces.size() > 1;
+  if (!line.hasStar) return line;
+  line.suffix = pieces.back().Text();
+  for (std::size_t i = 1; i + 1 < pieces.size(); ++i)
+    if (!pieces[i].Text().empty()) line.between.push_back(pieces[i].Text());
+  return line;
+}
+
+/// What is found as early as possible leaves the most to what follows.
+bool StarPattern::Line::MatchesPieces(std::string_view text) const {
+  FilterPiece::Start start = FilterPiece::kAtTheStart;
+  for (std::size_t i = 0; i + 1 < pieces.size(); ++i) {
+    const std::size_t end = pieces[i].FindEnd(text, start);
+    if (end == FilterPiece::kNowhere) return false;
+    text.remove_prefix(end);
+    start = FilterPiece::kAnywhere;
+  }
+  return pieces.back().MatchesToTheEnd(text, start);
+}
+
 bool StarPattern::Line::Matches(std::string_view text) const {
+  if (!pieces.empty()) return MatchesPieces(text);
   if (text.size() < length || (!hasStar && text.size() != length)) return false;
   if (!BeginsWith(text, prefix)) return false;
   text.remove_prefix(prefix.size());
   if (!BeginsWith(text.substr(text.size() - suffix.size()), suffix)) return false;
   text.remove_suffix(suffix.size());
-  // What is found as early as possible leaves the most to what follows.
   for (const std::string& piece : between) {
     const void* const found = memmem(text.data(), text.size(), piece.data(), piece.size());
     if (found == nullptr) return false;

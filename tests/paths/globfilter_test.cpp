@@ -378,14 +378,41 @@ TEST(GlobFilter, ManyStarsGiveTheRightAnswerAtOnce) {
   ExpectCases({{std::string(20'000, '*') + "b", std::string(50, 'a') + "b", true}});
 }
 
+TEST(GlobFilterQuantifiers, ManyRepetitionsGiveTheRightAnswerAtOnce) {
+  std::string stars;
+  std::string repetitions;
+  for (int i = 0; i < 30; ++i) {
+    stars += "*a{1,}";
+    repetitions += "a{1,}";
+  }
+  const std::string as(60, 'a');
+  const std::string manyAs(4'000, 'a');
+  ExpectCases({{stars + "b", as, false},
+               {stars + "b", as + "b", true},
+               {stars + "b", as + "bc", false},
+               {stars + "b", std::string(29, 'a') + "b", false},
+               {stars + "b", std::string(30, 'a') + "b", true},
+               {repetitions + "b", manyAs + "b", true},
+               {repetitions + "b", manyAs + "bc", false},
+               {"a{1,}a{1,}a{1,}b", manyAs + "bc", false},
+               {"*a{2,}*a{2,}b", manyAs + "bc", false},
+               {"a{1,65535}a{1,65535}b", std::string(131'070, 'a') + "b", true},
+               {"a{1,65535}a{1,65535}b", std::string(131'071, 'a') + "b", false},
+               {"a{1,}a{1,}b", std::string(1'000'000, 'a') + "bc", false}});
+}
+
 TEST(GlobFilterQuantifiers, AFilterThatBacktracksWithoutEndIsNoMatch) {
-  std::string filter;
+  // A line feed that is repeated makes it the engine's.
+  std::string filter = "\n{1}";
   for (int i = 0; i < 30; ++i) filter += "*a{1,}";
-  ExpectCases({{filter + "b", std::string(60, 'a'), false},
+  ExpectCases({{filter + "b", "\n" + std::string(60, 'a'), false},
                // It would match, at the end of all time.
-               {filter + "b", std::string(60, 'a') + "b", false},
-               {"*a{1,}*a{1,}*a{1,}b", std::string(60, 'a') + "b", true},
-               {"*a{1,}*a{1,}*a{1,}b", std::string(60, 'a') + "bc", false}});
+               {filter + "b", "\n" + std::string(60, 'a') + "b", false},
+               {"\n{1}*a{1,}*a{1,}*a{1,}b", "\n" + std::string(60, 'a') + "b", true},
+               {"\n{1}*a{1,}*a{1,}*a{1,}b", "\n" + std::string(60, 'a') + "bc", false},
+               // A few steps, each of which looks at all of the name.
+               {"\n{1}a{1,}a{1,}a{1,}b", "\n" + std::string(4'000, 'a') + "bc", false},
+               {"\n{1}a{1,}a{1,}b", "\n" + std::string(1'000'000, 'a') + "bc", false}});
 }
 
 /// Runs it in a thread with a stack of one MiB, as hosts give to theirs.

@@ -18,13 +18,24 @@ using bix::impl::StarPattern;
 TEST(StarPattern, TakesEveryFilterWithoutARepetition) {
   for (const char* filter : {"", "*", "a]", "[a]", "{", "}", "{a}", "a{2", "a{1-2}", "\\{2", "a\nb",
                              "{9A1B-22}*", "a{1,2"}) {
-    EXPECT_TRUE(StarPattern::Parse(filter).has_value()) << filter;
+    const auto pattern = StarPattern::Parse(filter);
+    ASSERT_TRUE(pattern.has_value()) << filter;
+    EXPECT_FALSE(pattern->HasRepetition()) << filter;
+  }
+}
+
+TEST(StarPattern, TakesRepetitionsOfCharacters) {
+  for (const char* filter : {"a{2}", "a{2,}", "a{1,2}", "{{3}", "{a}{2}", "*]{0}*", "\xC3\xA4{007}",
+                             "a{2}}", "a{2}\nb{3}"}) {
+    const auto pattern = StarPattern::Parse(filter);
+    ASSERT_TRUE(pattern.has_value()) << filter;
+    EXPECT_TRUE(pattern->HasRepetition()) << filter;
   }
 }
 
 TEST(StarPattern, LeavesWhatMayBeARepetitionToTheEngine) {
-  for (const char* filter :
-       {"a{2}", "a{2,}", "a{1,2}", "x{2,1}", "{2}", "{{3}", "a{,2}", "a{ 1, 2 }", "{a}{2}", "{}"}) {
+  for (const char* filter : {"x{2,1}", "{2}", "a{,2}", "a{ 1, 2 }", "a{1 }", "a{1,2,3}", "{}",
+                             "a{1}{2}", "a*{2}", "a\n{2}", "a{,}"}) {
     EXPECT_FALSE(StarPattern::Parse(filter).has_value()) << filter;
   }
 }
@@ -62,6 +73,34 @@ TEST(StarPattern, SaysWhatTheEngineSays) {
       }
     }
   }
+}
+
+TEST(StarPattern, SaysWhatTheEngineSaysOfRepetitions) {
+  const std::string umlaut = "\xC3\xA4";
+  const std::vector<std::string> pieces = {
+      "a",     "b",     "*",      "\n",     umlaut,           "a{0}", "a{2}",
+      "a{0,}", "a{1,}", "b{1,2}", "b{0,1}", umlaut + "{1,2}", "]{2}"};
+  std::vector<std::string> names = AllTexts("ab\n", 4);
+  for (const char* name :
+       {"\xC3\xA4", "\xC3\xA4\xC3\xA4", "a\xC3\xA4\xC3\xA4\xC3\xA4", "\\]]", "\\]", "a\\]]b",
+        "aaaaaaaa", "abbabb", "aaabbb", "bababab", "\xC3", "\xA4"})
+    names.push_back(name);
+  const auto compare = [&names](const std::string& filter) {
+    bix::SString pattern = filter;
+    bix::SString error;
+    ASSERT_TRUE(bix::impl::NormalizeGlobPatternAndCheckValidity(pattern, error)) << filter;
+    const auto own = StarPattern::Parse(filter);
+    ASSERT_TRUE(own.has_value()) << filter;
+    const bix::impl::Regex expression(pattern);
+    for (const std::string& name : names)
+      ASSERT_EQ(expression.MatchesWhole(name), own->Matches(name))
+          << '"' << filter << "\" and \"" << name << '"';
+  };
+  for (const std::string& one : pieces)
+    for (const std::string& two : pieces)
+      for (const std::string& three : pieces)
+        for (const std::string& four : {std::string("*"), std::string("a{1,}"), std::string()})
+          compare(one + two + three + four);
 }
 
 TEST(StarPattern, KnowsValidUtf8AtEveryOffset) {
