@@ -29,6 +29,14 @@ const SResourceRange* FindRange(std::uint32_t low, std::uint32_t high) {
   return nullptr;
 }
 
+/// Where the handlers go on behind the one at `index`, which was asked and may have registered others
+/// or left.
+std::size_t NextIndex(std::size_t index, const IBixResourceHandler* asked) {
+  const std::vector<SResourceHandlerInfo>& handlers = CResourceManager::Instance().handlers;
+  const bool isThere = index < handlers.size() && handlers[index].handler == asked;
+  return isThere ? index + 1 : index;
+}
+
 }  // namespace
 
 CResourceManager* CResourceManager::m_pInstance = nullptr;
@@ -109,8 +117,7 @@ bool BixModuleManager::RegisterResourceHandler(const IBixResourceHandler& handle
   unsigned int low = 0;
   unsigned int high = 0;
   handler.GetHandledRange(low, high);
-  // By index: a handler that is asked may register others.
-  for (std::size_t i = 0; i < manager.handlers.size(); ++i) {
+  for (std::size_t i = 0; i < manager.handlers.size();) {
     const IBixResourceHandler* const other = manager.handlers[i].handler;
     if (other == nullptr) return false;
     unsigned int otherLow = 0;
@@ -126,6 +133,7 @@ bool BixModuleManager::RegisterResourceHandler(const IBixResourceHandler& handle
     // ModuleHandlerCompat.TheSameHandlerWithAnotherRangeIsNotAddedAgain
     if (DoRangesOverlap(otherLow, otherHigh, low, high)) return false;
     if (other == &handler) return true;
+    i = NextIndex(i, other);
   }
   manager.handlers.push_back({&handler, low, high});
   return true;
@@ -141,9 +149,10 @@ void BixModuleManager::UnregisterResourceHandler(const IBixResourceHandler& hand
 
 const IBixResourceHandler* BixModuleManager::GetResourceHandler(unsigned int id) {
   const std::vector<SResourceHandlerInfo>& handlers = CResourceManager::Instance().handlers;
-  for (std::size_t i = 0; i < handlers.size(); ++i) {
+  for (std::size_t i = 0; i < handlers.size();) {
     const IBixResourceHandler* const handler = handlers[i].handler;
     if (handler == nullptr || handler->IsHandled(id)) return handler;
+    i = NextIndex(i, handler);
   }
   return nullptr;
 }

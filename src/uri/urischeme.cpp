@@ -35,6 +35,17 @@ SUriScheme* FindLast(const Fits& fits) {
   return nullptr;
 }
 
+/// Asks each scheme in the order of registration. It may register and unregister schemes meanwhile.
+template <class Ask>
+void AskEach(const Ask& ask) {
+  for (std::size_t index = 0; index < SchemeCount();) {
+    SUriScheme* const scheme = (*s_schemes)[index];
+    ask(*scheme);
+    // Where one has left, the next stands in its place.
+    if (index < SchemeCount() && (*s_schemes)[index] == scheme) ++index;
+  }
+}
+
 }  // namespace
 
 void SUriSchemeManager::Register(SUriScheme& scheme) {
@@ -72,10 +83,9 @@ SUriScheme* impl::FindLatestScheme(SUriScheme::SCapability capability, const SSt
 
 SUriScheme* impl::SelectScheme(SUriScheme::SCapability capability) {
   std::list<SUriScheme*> candidates;
-  for (std::size_t index = 0; index < SchemeCount(); ++index) {
-    SUriScheme* const scheme = (*s_schemes)[index];
-    if (Has(*scheme, capability)) candidates.push_back(scheme);
-  }
+  AskEach([&](SUriScheme& scheme) {
+    if (Has(scheme, capability)) candidates.push_back(&scheme);
+  });
   if (candidates.size() == 1) return candidates.front();
   if (candidates.empty() || s_selectScheme == nullptr) return nullptr;
   return s_selectScheme(candidates);
@@ -83,8 +93,7 @@ SUriScheme* impl::SelectScheme(SUriScheme::SCapability capability) {
 
 int impl::AllCapabilities() {
   int capabilities = 0;
-  for (std::size_t index = 0; index < SchemeCount(); ++index)
-    capabilities |= (*s_schemes)[index]->GetCapabilities();
+  AskEach([&](const SUriScheme& scheme) { capabilities |= scheme.GetCapabilities(); });
   return capabilities;
 }
 

@@ -211,6 +211,37 @@ TEST_F(ModuleHandler, AreFoundNoMoreOnceTheyAreUnregistered) {
   EXPECT_EQ(&first, BixModuleManager::GetResourceHandler(100));
 }
 
+TEST_F(ModuleHandler, MayLeaveWhileTheyAreAsked) {
+  class Leaving : public BixResourceHandler {
+   public:
+    using BixResourceHandler::BixResourceHandler;
+    bool IsHandled(unsigned id) const override {
+      BixModuleManager::UnregisterResourceHandler(*this);
+      return BixResourceHandler::IsHandled(id);
+    }
+    void GetHandledRange(unsigned& low, unsigned& high) const override {
+      if (m_isAsked) BixModuleManager::UnregisterResourceHandler(*this);
+      m_isAsked = true;
+      BixResourceHandler::GetHandledRange(low, high);
+    }
+    mutable bool m_isAsked = false;
+  };
+  const Leaving first(100, 199);
+  const BixResourceHandler second(200, 299);
+  ASSERT_TRUE(BixModuleManager::RegisterResourceHandler(first));
+  ASSERT_TRUE(BixModuleManager::RegisterResourceHandler(second));
+  EXPECT_EQ(&second, BixModuleManager::GetResourceHandler(200));
+  EXPECT_EQ(nullptr, BixModuleManager::GetResourceHandler(100));
+  BixModuleManager::UnregisterResourceHandler(second);
+
+  first.m_isAsked = false;
+  ASSERT_TRUE(BixModuleManager::RegisterResourceHandler(first));
+  const BixResourceHandler third(300, 399);
+  EXPECT_TRUE(BixModuleManager::RegisterResourceHandler(second)) << "asks the first, which leaves";
+  ASSERT_TRUE(BixModuleManager::RegisterResourceHandler(third));
+  EXPECT_FALSE(BixModuleManager::RegisterResourceHandler(BixResourceHandler(250, 260)));
+}
+
 TEST_F(ModuleHandler, ANullEntryEndsTheSearch) {
   BixResourceHandler first(100, 199);
   BixResourceHandler second(200, 299);

@@ -201,6 +201,11 @@ TEST(UriSchemes, MayLeaveWhileTheyAreAskedForTheirDialogs) {
   EXPECT_EQ(leaving.m_answer, SUri.OpenDialog(errors, "start", chosen, "filter"))
       << "it had the only dialog when it was asked";
   EXPECT_EQ(2, SUri.OpenDialog(errors, "start", chosen, "filter"));
+
+  SUriSchemeManager::Register(leaving);
+  const RecordingScheme other("other", "yy:", SUriScheme::eDirDialog);
+  EXPECT_EQ(kReadWrite | SUriScheme::eOpenDialog | SUriScheme::eDirDialog, SUri.GetCapabilities());
+  EXPECT_EQ(kReadWrite | SUriScheme::eDirDialog, SUri.GetCapabilities());
 }
 
 // ---- dialogs ----
