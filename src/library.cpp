@@ -21,6 +21,7 @@
 #include "paths/compiled_filter.h"
 #include "resources/directory_state.h"
 #include "resources/own_texts.h"
+#include "resources/resource_manager.h"
 #include "styles/style_registry.h"
 #include "uri/composite_scheme.h"
 #include "uri/file_scheme.h"
@@ -177,6 +178,9 @@ BixHandleResourceDLL _hrd("BIX10_R.DLL", &impl::RegisterOwnTexts, BixhDllInstanc
 // map file is not read before a host asks for it. Test:
 // UrnMapAtLoadCompat.OnlyTheFileOfTheEnvironmentIsRead
 impl::UrnMapLifetime s_urnMap;
+
+/// Called behind the destructors of all static objects.
+[[gnu::destructor(101)]] void EndResourceManager() { CResourceManager::End(); }
 
 // The scheme of plain files. Never changed.
 impl::SDefaultFileScheme s_fileScheme;

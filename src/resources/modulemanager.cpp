@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "bix/stringtable.h"
 #include "resources/resource_manager.h"
@@ -42,9 +43,11 @@ std::size_t NextIndex(std::size_t index, const IBixResourceHandler* asked) {
 CResourceManager* CResourceManager::m_pInstance = nullptr;
 
 CResourceManager& CResourceManager::Instance() {
-  if (m_pInstance == nullptr) m_pInstance = new CResourceManager;  // process lifetime
+  if (m_pInstance == nullptr) m_pInstance = new CResourceManager;  // until End()
   return *m_pInstance;
 }
+
+void CResourceManager::End() { delete std::exchange(m_pInstance, nullptr); }
 
 BixResourceHandler::BixResourceHandler(unsigned int low, unsigned int high)
     : m_low(low), m_high(high) {}

@@ -27,9 +27,12 @@ struct SResourceRange {
 /// Both, each in the order of registration.
 class CResourceManager {
  public:
-  /// The one of the process: made at the first use and never deleted, so that modules may
-  /// unregister their handlers while the process exits.
+  /// The one of the process: made at the first use. It outlives all static objects, so that modules
+  /// may unregister their handlers while the process exits.
   static CResourceManager& Instance();
+
+  /// Gives its memory back, as the library's very last code. Whoever still uses it makes a new one.
+  static void End();
 
   std::vector<SResourceHandlerInfo> handlers;
   std::vector<SResourceRange> ranges;

@@ -68,6 +68,9 @@ void LoadUseAndUnload() {
   EXPECT_EQ(12, Symbol<int(void*, unsigned, char*, int)>(
                     library, "_ZN3bix13BixLoadStringEP11HINSTANCE__jPci")(*module, 8, text, 100));
   EXPECT_STREQ("My Projects", text);
+  using Register = bool(const char*, unsigned, unsigned);
+  EXPECT_TRUE(
+      Symbol<Register>(library, "_ZN3bix16BixModuleManager13RegisterRangeEPKcjj")("ULD", 100, 199));
   // The file scheme is there: the seventh slot of the composite tells what can be done.
   void** const* const composite = *static_cast<void** const**>(dlsym(library, "_ZN3bix4SUriE"));
   EXPECT_EQ(3, reinterpret_cast<int (*)(const void*)>((*composite)[6])(composite));
