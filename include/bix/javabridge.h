@@ -219,7 +219,7 @@ BIX_EXPORT jobject CreateNewWrappingJavaObject(JNIEnv* env, qv::IUnknown* object
 /// gone.
 ///
 /// Errors: reports "Internal error: Attempt to unregister non-existing Java object!" on `bixerr`
-///   when there is none.
+///   when there is none; Java's OutOfMemoryError is pending when there is no memory to report it.
 /// Threads: all of it happens under the mutex: the object's QueryInterface and Release and the
 ///   handler of `bixerr` may neither wrap nor unregister objects.
 BIX_EXPORT void UnregisterJavaObject(JNIEnv* env, jobject javaObject);

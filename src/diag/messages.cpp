@@ -266,6 +266,9 @@ void CMsgOut::Deliver() {
   // ErrorSettingCompat.AssertReportRepeatsTheMessage
   ReportAssertDialog();
   m_buffer.str(std::string());
+  // CHOICE(message-without-memory): a message that there was no memory for is cut off; the next one
+  // is whole again. Test: JavaFaults.WithoutMemoryForTheReportJavaGetsItsOwnError
+  m_buffer.clear();
   // CHOICE(output-done-to-current): a handler may have pushed or popped one: whoever is installed
   // now is told. Test: MessageChannel.AHandlerThatPushesAnotherHandsTheEndOfTheFlushToIt
   if (m_handler != nullptr) m_handler->OutputDone();

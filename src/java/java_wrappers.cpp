@@ -9,6 +9,7 @@
 
 #include "bix/javabridge.h"
 #include "bix/messages.h"
+#include "diag/report.h"
 #include "java/java_calls.h"
 #include "java/java_tables.h"
 #include "qv/objectinfo.h"
@@ -38,6 +39,7 @@ constexpr char kPackage[] = "com/kestrane/vorn/";
 constexpr char kWrapperClass[] = "com/kestrane/vorn/CppObjectWrapper";
 constexpr char kNotImplemented[] = "Java object does not implement the expected interface ";
 constexpr char kNoMemory[] = "no memory for a wrapper";
+constexpr char kNoMemoryToReport[] = "no memory to report that an object has no wrapper";
 constexpr char kNoCreator[] = "Unable to pass Java object as interface ";
 
 /// The interface of a native object that a call of QueryInterface yields, released with the scope.
@@ -113,7 +115,7 @@ jobject MakeWrapper(JNIEnv* env, JavaTables& tables, const char* className, qv::
   return nullptr;
 }
 
-/// The text of a bridge error, which stays valid until the library ends.
+/// The text of a bridge error, which stays valid for as long as the library is loaded.
 // CHOICE(java-error-text): the texts are kept, each once, rather than one per thread that the next
 // error would overwrite: a host may hold several at once, or pass them to another thread.
 // Test: JavaErrorText.StaysValidBesideLaterOnesAndBeyondItsThread
@@ -124,6 +126,14 @@ const char* KeepErrorText(const char* words, const char* interfaceName) {
     return tables.errors.insert(std::string(words) + interfaceName).first->c_str();
   } catch (const std::bad_alloc&) {
     return words;
+  }
+}
+
+void ReportNotRegistered(JNIEnv* env) {
+  try {
+    bix::impl::ReportInternalError(bix::bixerr, "Attempt to unregister non-existing Java object!");
+  } catch (const std::bad_alloc&) {
+    bix::impl::ThrowOutOfMemory(env, kNoMemoryToReport);
   }
 }
 
@@ -184,8 +194,7 @@ void UnregisterJavaObject(JNIEnv* env, jobject javaObject) {
   // is forgotten. Test: JavaUnregisterCompat.AnOlderWrapperForgetsTheNewerOne
   const auto found = tables.mapWrapperJavaObjects.find(identity.Get());
   if (found == tables.mapWrapperJavaObjects.end()) {
-    bix::bixerr << bix::IntErr << "Attempt to unregister non-existing Java object!" << bix::endl
-                << bix::flush;
+    ReportNotRegistered(env);
     return;
   }
   jobject const weak = found->second;
@@ -196,7 +205,6 @@ void UnregisterJavaObject(JNIEnv* env, jobject javaObject) {
 
 qv::IUnknown* GetIUnknownFromJavaObject(JNIEnv* env, jobject javaObject,
                                         const char* interfaceName) {
-  if (javaObject == nullptr) return nullptr;
   {
     const SetAsideException aside(env);
     const LocalReference<jobject> object(env, NewLocal(env, javaObject));

@@ -355,6 +355,34 @@ TEST(JavaFaults, AnObjectThatCannotBeReachedIsNotUnregistered) {
   }
 }
 
+// A host's object may call Java when it goes.
+TEST(JavaFaults, AnObjectIsUnregisteredWithNoExceptionPending) {
+  class AskingObject : public NativeObject {
+   public:
+    explicit AskingObject(FakeJava& java) : m_java(java) {}
+    void QueryInterface(const qv::GUID& iid, void** out) override {
+      pending += m_java.Pending();
+      NativeObject::QueryInterface(iid, out);
+    }
+    void Release() override {
+      pending += m_java.Pending();
+      NativeObject::Release();
+    }
+    std::string pending;
+
+   private:
+    FakeJava& m_java;
+  };
+  World world;
+  AskingObject object(world.java);
+  jobject const wrapper = CreateNewWrappingJavaObject(world.env, kModel, &object);
+  world.java.SetPending("the first one");
+  EXPECT_EQ(1u, CountWrappers(world.env).live);
+  UnregisterJavaObject(world.env, wrapper);
+  EXPECT_EQ("", object.pending);
+  EXPECT_EQ("the first one", world.java.Pending());
+}
+
 TEST(JavaFaults, AnErrorThatCannotBeThrownLeavesNothingPending) {
   for (int n = 1; n <= 2; ++n) {
     World world;
@@ -530,6 +558,46 @@ TEST(JavaFaults, AWrapperWithoutMemoryToKeepItIsNotRegistered) {
     }
     EXPECT_GE(failures, 1);
   }
+}
+
+TEST(JavaFaults, AWrapperWithoutMemoryLeavesAnEarlierException) {
+  World world;
+  world.java.SetPending("the first one");
+  {
+    const ScopedAllocations allocations(0);
+    EXPECT_EQ(nullptr, CreateNewWrappingJavaObject(world.env, &world.object));
+  }
+  EXPECT_EQ("the first one", world.java.Pending());
+}
+
+TEST(JavaFaults, WithoutMemoryForTheReportJavaGetsItsOwnError) {
+  // Needs no memory itself.
+  class LookingHandler : public qv::IMessageOutputHandler {
+   public:
+    bool HandleOutput(const std::string& text) override {
+      isWhole = text == "Internal error: Attempt to unregister non-existing Java object!\n";
+      return true;
+    }
+    void OutputDone() override {}
+    bool isWhole = false;
+  } handler;
+  bix::bixerr.PushOutput(&handler);
+  int failures = 0;
+  for (int n = 0; !handler.isWhole; ++n) {
+    ASSERT_LT(n, 20);
+    World world;
+    jobject const stranger = world.java.NewObject(kModel, AddressOf(&world.object));
+    {
+      const ScopedAllocations allocations(n);
+      UnregisterJavaObject(world.env, stranger);
+    }
+    if (world.java.Pending().empty()) continue;  // the message may have been cut off
+    ++failures;
+    EXPECT_EQ("java/lang/OutOfMemoryError: no memory to report that an object has no wrapper",
+              world.java.Pending());
+  }
+  EXPECT_GE(failures, 1);
+  bix::bixerr.PopOutput();
 }
 
 TEST(JavaErrorText, WithoutMemoryStillHasItsWords) {

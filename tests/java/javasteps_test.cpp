@@ -154,6 +154,13 @@ TEST_F(JavaStepsCompat, TheTextOfAnErrorIsKeptUnderAMutex) {
             Taken());
 }
 
+TEST_F(JavaStepsCompat, WrappersAreCountedUnderTheMutex) {
+  (void)CreateNewWrappingJavaObject(java.Env(), kModel, &object);
+  (void)Taken();
+  EXPECT_EQ(1u, CountWrappers(java.Env()).registered);
+  EXPECT_EQ((Steps{"lock", "IsSameObject", "unlock"}), Taken());
+}
+
 TEST_F(JavaStepsCompat, TheMutexIsNotRecursive) {
   const bix::impl::JavaTables tables;
   EXPECT_EQ((Steps{"init non-recursive", "init non-recursive"}), Taken());

@@ -93,6 +93,8 @@ TEST(JavaUnicode, UnitsThatAreNoCharacterBecomeReplacementCharacters) {
       {u"\xD800", L"\xFFFD"},
       {u"\xDC00", L"\xFFFD"},
       {u"\xDC00\xD800", L"\xFFFD\xFFFD"},
+      {u"\xDC00\xDC00", L"\xFFFD\xFFFD"},
+      {u"\xDBFF\xDFFF", L"\x10FFFF"},
       {u"\xD800\xD800\xDC00", L"\xFFFD\x10000"},
       {u"\xD800z", L"\xFFFDz"},
       {u"\xDBFF\xE000", L"\xFFFD\xE000"},
@@ -104,6 +106,25 @@ TEST(JavaUnicode, UnitsThatAreNoCharacterBecomeReplacementCharacters) {
   EXPECT_EQ(u"\xFFFD\xFFFD\xFFFD\xFFFD",
             UTF16FromWide(std::wstring{wchar_t{0xD800}, wchar_t{0xDFFF}, wchar_t{0x110000},
                                        static_cast<wchar_t>(-1)}));
+}
+
+// Also where it is taken by blocks.
+TEST(JavaUnicode, AsciiStaysAroundEveryOtherCharacter) {
+  for (std::size_t length = 0; length <= 24; ++length) {
+    std::string plain;
+    std::u16string units;
+    for (std::size_t i = 0; i < length; ++i) {
+      plain += static_cast<char>(0x7F - i);
+      units += static_cast<char16_t>(0x7F - i);
+    }
+    EXPECT_EQ(units, UTF16FromUTF8(plain));
+    for (std::size_t at = 0; at <= length; ++at) {
+      const auto with = [&](const char* bytes) { return std::string(plain).insert(at, bytes); };
+      EXPECT_EQ(std::u16string(units).insert(at, u"\xE9"), UTF16FromUTF8(with("\xC3\xA9")));
+      EXPECT_EQ(std::u16string(units).insert(at, u"\xFFFD"), UTF16FromUTF8(with("\x80")));
+      EXPECT_EQ(std::u16string(units).insert(at, u"\xFFFD"), UTF16FromUTF8(with("\xE2\x82")));
+    }
+  }
 }
 
 TEST(JavaUnicode, ZeroIsACharacter) {
