@@ -153,7 +153,7 @@ class HostTest(unittest.TestCase):
 
     def expect(self, arguments, output, errors="", status=0, **more):
         done = LAYER.run(self.program, *arguments, **more)
-        self.assertEqual(Result(status, output, errors), done)
+        self.assertEqual((status, output, errors), tuple(done))
 
 
 class Options(HostTest):
