@@ -111,9 +111,13 @@ class NameIndex : public NameIndexBase {
  private:
   Slot* FindSlot(std::string_view name, std::uint32_t hash) const {
     if (m_count == 0) return nullptr;
-    for (std::uint32_t i = Home(hash); m_slots[i].hash != 0; i = Next(i))
-      if (m_slots[i].hash == hash && static_cast<Element*>(m_slots[i].entry)->IsIndexedAs(name))
-        return &m_slots[i];
+    for (std::uint32_t i = Home(hash); m_slots[i].hash != 0; i = Next(i)) {
+      if (m_slots[i].hash != hash) continue;
+      const auto* const element = static_cast<const Element*>(m_slots[i].entry);
+      // What is wanted of it stands behind its name, at its end: both are fetched at once.
+      __builtin_prefetch(reinterpret_cast<const char*>(element + 1) - 1);
+      if (element->IsIndexedAs(name)) return &m_slots[i];
+    }
     return nullptr;
   }
 };

@@ -27,6 +27,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "bix/export.h"
@@ -46,6 +47,13 @@ namespace bix {
 class ANSIString;
 class WString;
 
+namespace impl {
+/// Chooses the constructor that takes bytes as they stand; nothing else can be meant by it.
+struct ExactBytes {
+  explicit ExactBytes() = default;
+};
+}  // namespace impl
+
 /// Bytes in the process's multibyte encoding, UTF-8 in a UTF-8 locale.
 class BIX_EXPORT UTF8String : public std::string {
  public:
@@ -54,6 +62,8 @@ class BIX_EXPORT UTF8String : public std::string {
   UTF8String(const char* text) : std::string(text != nullptr ? text : "") {}
   UTF8String(const std::string& text) : std::string(text) {}
   UTF8String(std::string&& text) noexcept : std::string(std::move(text)) {}
+  /// For the library: the bytes, without a text in between that is made and moved.
+  UTF8String(impl::ExactBytes, std::string_view bytes) : std::string(bytes) {}
 #if BIX_WIDE_TEXT
   /// Converts wide text up to its terminator by the current locale.
   ///
@@ -87,6 +97,7 @@ class BIX_EXPORT SString : public UTF8String {
   SString(const char* text) : UTF8String(text) {}
   SString(const std::string& text) : UTF8String(text) {}
   SString(std::string&& text) noexcept : UTF8String(std::move(text)) {}
+  SString(impl::ExactBytes exact, std::string_view bytes) : UTF8String(exact, bytes) {}
 #if BIX_WIDE_TEXT
   /// As UTF8String from wide text.
   SString(const wchar_t* text) : UTF8String(text) {}

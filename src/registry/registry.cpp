@@ -108,7 +108,7 @@ CDefRgValue::CDefRgValue(const char* name, RvType type, const char* value)
     : m_name(name), m_value(value), m_type(type) {}
 
 CDefRgValue::CDefRgValue(std::string_view name, std::string_view value)
-    : m_name(std::string(name)), m_value(std::string(value)), m_type(0) {}
+    : m_name(impl::ExactBytes(), name), m_value(impl::ExactBytes(), value), m_type(0) {}
 
 CDefRgValue::~CDefRgValue() = default;
 
