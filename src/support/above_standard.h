@@ -31,10 +31,12 @@ inline int AboveStandard(int fd) {
 inline std::FILE* AboveStandard(std::FILE* file, const char* mode) {
   if (file == nullptr || ::fileno(file) > STDERR_FILENO) return file;
   const int copy = ::fcntl(::fileno(file), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  std::FILE* const moved = copy >= 0 ? ::fdopen(copy, mode) : nullptr;
   const int error = errno;
+  if (moved == nullptr && copy >= 0) (void)::close(copy);
   (void)std::fclose(file);  // nothing has been written to it
   errno = error;
-  return copy >= 0 ? ::fdopen(copy, mode) : nullptr;
+  return moved;
 }
 
 }  // namespace bix::impl

@@ -238,8 +238,7 @@ TEST(FileCopyCompat, AFailedCopyLeavesAPartialTarget) {
 TEST(FileCopyToAFullDisk, Fails) {
   TempDirectory directory;
   TempDirectory source;
-  if (!HasSmallFileSystems(directory.Path()))
-    GTEST_SKIP() << "neither root's rights nor user namespaces: no small file system to fill";
+  if (!HasSmallFileSystems(directory.Path())) GTEST_SKIP() << kNoMounts;
   const std::string content(2'000'000, 'x');
   WriteWholeFile(source / "from", content);
   RunInChild(User::kSame, [&] {
@@ -255,8 +254,7 @@ TEST(FileCopyToAFullDisk, Fails) {
 TEST(FileCopyBetweenFileSystems, FilesOfTheSameNumberAreDifferentFiles) {
   TempDirectory one;
   TempDirectory other;
-  if (!HasSmallFileSystems(one.Path()))
-    GTEST_SKIP() << "neither root's rights nor user namespaces: no file systems of our own";
+  if (!HasSmallFileSystems(one.Path())) GTEST_SKIP() << kNoMounts;
   RunInChild(User::kSame, [&] {
     ASSERT_TRUE(MountSmallFileSystem(one.Path()));
     ASSERT_TRUE(MountSmallFileSystem(other.Path()));

@@ -349,8 +349,7 @@ TEST_P(SaveTargets, ALockThatIsNeverGivenBackEndsTheWaitWithAnError) {
 }
 
 TEST_P(SaveTargets, AFullFileSystemKeepsTheOldFile) {
-  if (!HasSmallFileSystems(m_directory.Path()))
-    GTEST_SKIP() << "neither root's rights nor user namespaces: no small file system to fill";
+  if (!HasSmallFileSystems(m_directory.Path())) GTEST_SKIP() << kNoMounts;
   RunInChild(User::kSame, [&] {
     ASSERT_TRUE(MountSmallFileSystem(m_directory.Path()));
     WriteOld(m_target);

@@ -31,11 +31,17 @@ void RunInChild(User user, const std::function<void()>& test);
 int SignalOfChild(const std::function<void()>& test);
 
 /// Mounts a file system of one MiB there, in a mount namespace that this process enters; false when
-/// neither root's rights nor user namespaces are to be had.
+/// the system does not allow that, see kNoMounts.
 bool MountSmallFileSystem(const std::string& directory);
 
 /// Whether MountSmallFileSystem works, tried in a child.
 bool HasSmallFileSystems(const std::string& directory);
+
+/// Why a test that needs file systems of its own is skipped.
+constexpr char kNoMounts[] =
+    "no file systems of our own: neither root's rights nor user namespaces, or a root directory "
+    "that "
+    "was changed by chroot(), in which no namespace can be made private";
 
 /// Waits for the end of a child; true when it left with 0.
 bool WaitForChild(pid_t child);
