@@ -30,6 +30,13 @@
 namespace bix {
 
 /// A handle on one thread of the system, or on none.
+///
+/// Its one field points to the pthread_t of the thread, and is null while no thread is held. A host
+/// that needs it copies the field; it has a type of the library's own, so that reading it through a
+/// reference to another type is undefined:
+///
+///   pthread_t* identifier;  // valid as long as the thread is held
+///   std::memcpy(&identifier, &thread, sizeof identifier);
 class BIX_EXPORT SThread {
  public:
   /// Holds no thread.

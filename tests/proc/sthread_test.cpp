@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -40,6 +41,19 @@ struct Sleeper {
     return 0;
   }
 };
+
+/// What the one field of a handle points to, read as a host reads it.
+pthread_t* IdentifierIn(const bix::SThread& thread) {
+  pthread_t* identifier;
+  static_assert(sizeof identifier == sizeof thread);
+  std::memcpy(&identifier, &thread, sizeof identifier);
+  return identifier;
+}
+
+void PutIdentifier(bix::SThread& thread, pthread_t* identifier) {
+  static_assert(sizeof identifier == sizeof thread);
+  std::memcpy(static_cast<void*>(&thread), &identifier, sizeof identifier);
+}
 
 unsigned long ReturnValue(void* value) { return *static_cast<unsigned long*>(value); }
 
@@ -132,20 +146,20 @@ TEST(ThreadHandle, CanBeLaunchedAgainAfterItHasLetGo) {
 TEST(ThreadHandle, TheDestructorLeavesTheThreadRunning) {
   Sleeper sleeper;
   Calls calls;
-  void* identifier = nullptr;
+  pthread_t* identifier = nullptr;
   {
     ThreadCalls threads;
     {
       bix::SThread thread;
       ASSERT_TRUE(thread.Launch(Sleeper::Run, &sleeper));
-      identifier = reinterpret_cast<void*&>(thread);
+      identifier = IdentifierIn(thread);
     }
     calls = threads.Calls();
     sleeper.started.get();
     EXPECT_EQ(Calls{"pthread_create"}, calls);
     // What the destructor has left behind is ended here.
     bix::SThread again;
-    reinterpret_cast<void*&>(again) = identifier;
+    PutIdentifier(again, identifier);
     again.KillWait();
   }
   EXPECT_EQ(0, sleeper.ended.get(kx::os::TimeRep()));
@@ -155,12 +169,12 @@ TEST(ThreadHandle, TheFieldPointsToTheIdentifierOfTheThread) {
   Sleeper sleeper;
   bix::SThread thread;
   EXPECT_EQ(sizeof(void*), sizeof thread);
-  EXPECT_EQ(nullptr, reinterpret_cast<pthread_t*&>(thread));
+  EXPECT_EQ(nullptr, IdentifierIn(thread));
   ASSERT_TRUE(thread.Launch(Sleeper::Run, &sleeper));
-  ASSERT_NE(nullptr, reinterpret_cast<pthread_t*&>(thread));
-  EXPECT_EQ(0, pthread_setname_np(*reinterpret_cast<pthread_t*&>(thread), "sleeper"));
+  ASSERT_NE(nullptr, IdentifierIn(thread));
+  EXPECT_EQ(0, pthread_setname_np(*IdentifierIn(thread), "sleeper"));
   thread.KillWait();
-  EXPECT_EQ(nullptr, reinterpret_cast<pthread_t*&>(thread));
+  EXPECT_EQ(nullptr, IdentifierIn(thread));
 }
 
 TEST(ThreadHandleErrors, AFailedLaunchIsPrintedAndLeavesTheHandleEmpty) {
@@ -193,7 +207,8 @@ TEST(ThreadHandleErrors, AFailedCancellationIsPrinted) {
     SCOPED_TRACE(waits);
     std::string errors;
     int error = 0;
-    void* held = &error;
+    pthread_t other = 0;
+    pthread_t* held = &other;
     kx::os::Semaphore semaphore;
     bix::ThreadCall call;
     call.setSemaphore(&semaphore);
@@ -206,7 +221,7 @@ TEST(ThreadHandleErrors, AFailedCancellationIsPrinted) {
       errno = 0;
       waits ? thread.KillWait() : thread.Kill();
       error = errno;
-      held = reinterpret_cast<void*&>(thread);
+      held = IdentifierIn(thread);
       errors = output.Errors();
       semaphore.get();
       semaphore.get();
@@ -251,13 +266,13 @@ TEST(ThreadHandleErrors, KillWaitPrintsBothWords) {
     unsigned long value = 0;
     bix::SThread thread;
     ASSERT_TRUE(thread.Launch(ReturnValue, &value));
-    const auto identifier = *reinterpret_cast<pthread_t*&>(thread);
+    const auto identifier = *IdentifierIn(thread);
     threads.Fail("pthread_cancel", ESRCH);
     // Waiting for itself is refused by the system itself.
-    *reinterpret_cast<pthread_t*&>(thread) = pthread_self();
+    *IdentifierIn(thread) = pthread_self();
     thread.KillWait();
     errors = output.Errors();
-    EXPECT_EQ(nullptr, reinterpret_cast<void*&>(thread));
+    EXPECT_EQ(nullptr, IdentifierIn(thread));
     pthread_join(identifier, nullptr);
   }
   EXPECT_EQ("pthread_cancel: No such process\npthread_join: Resource deadlock avoided\n", errors);
@@ -269,14 +284,14 @@ TEST(ThreadHandleCompat, AThreadThatWasWaitedForIsNotTouchedAgain) {
   bix::SThread thread;
   ASSERT_TRUE(thread.Launch(ReturnValue, &value));
   thread.Wait();
-  EXPECT_NE(nullptr, reinterpret_cast<void*&>(thread));  // still held
+  EXPECT_NE(nullptr, IdentifierIn(thread));  // still held
   thread.Wait();
   thread.KillWait();
-  EXPECT_EQ(nullptr, reinterpret_cast<void*&>(thread));
+  EXPECT_EQ(nullptr, IdentifierIn(thread));
   ASSERT_TRUE(thread.Launch(ReturnValue, &value));
   thread.Wait();
   thread.Kill();
-  EXPECT_EQ(nullptr, reinterpret_cast<void*&>(thread));
+  EXPECT_EQ(nullptr, IdentifierIn(thread));
   EXPECT_EQ((Calls{"pthread_create", "pthread_join", "pthread_create", "pthread_join"}),
             threads.Calls());
 }
@@ -286,7 +301,7 @@ TEST(ThreadHandleCompat, ASecondLaunchForgetsTheFirstThread) {
   ThreadCalls threads;
   bix::SThread thread;
   ASSERT_TRUE(thread.Launch(Sleeper::Run, &first));
-  void* const identifier = reinterpret_cast<void*&>(thread);
+  pthread_t* const identifier = IdentifierIn(thread);
   ASSERT_TRUE(thread.Launch(Sleeper::Run, &second));
   EXPECT_EQ((Calls{"pthread_create", "pthread_create"}), threads.Calls());
   first.started.get();
@@ -295,7 +310,7 @@ TEST(ThreadHandleCompat, ASecondLaunchForgetsTheFirstThread) {
   EXPECT_EQ(0, second.ended.get(kx::os::TimeRep()));
   EXPECT_EQ(2, first.ended.get(kx::os::TimeRep()));  // runs on
   bix::SThread again;
-  reinterpret_cast<void*&>(again) = identifier;
+  PutIdentifier(again, identifier);
   again.KillWait();
   EXPECT_EQ(0, first.ended.get(kx::os::TimeRep()));
 }
