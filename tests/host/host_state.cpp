@@ -61,7 +61,7 @@ std::string Hex(const void* bytes, std::size_t size) {
 std::string Numbers(const sigset_t& set) {
   std::string numbers;
   for (int number = 1; number < NSIG; ++number)
-    if (sigismember(&set, number) == 1) numbers += " " + std::to_string(number);
+    if (sigismember(&set, number) == 1) numbers.append(" ").append(std::to_string(number));
   return numbers;
 }
 

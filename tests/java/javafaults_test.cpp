@@ -28,8 +28,9 @@ void* operator new(std::size_t size) {
   if (room == nullptr) throw std::bad_alloc();
   return room;
 }
-void operator delete(void* room) noexcept { std::free(room); }
-void operator delete(void* room, std::size_t) noexcept { std::free(room); }
+// Not inlined: where g++ sees free() but not malloc(), it warns that they are no pair.
+[[gnu::noinline]] void operator delete(void* room) noexcept { std::free(room); }
+[[gnu::noinline]] void operator delete(void* room, std::size_t) noexcept { std::free(room); }
 
 namespace {
 
