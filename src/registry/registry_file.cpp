@@ -36,15 +36,53 @@ CRgValue* WalkToValue(const CRgKey* root, const char* path, const char* name) {
   return key->FindValue(name);
 }
 
-/// The key at `path` below `key`, made where it is missing; null when the key layer refuses one.
-CRgKey* MakeWayToKey(CRgKey* key, const char* path) {
-  impl::KeyPath components(path);
-  while (key != nullptr && !components.IsDone()) {
-    const char* name = components.GetText(components.Next());
-    CRgKey* found = key->FindKey(name);
-    key = found != nullptr ? found : key->CreateKey(name, nullptr);
+/// The key at a path, made where it is missing.
+class MadeWay {
+ public:
+  MadeWay(CRgKey* root, const char* path) : m_key(root) {
+    impl::KeyPath components(path);
+    while (m_key != nullptr && !components.IsDone()) {
+      const char* name = components.GetText(components.Next());
+      CRgKey* const parent = m_key;
+      m_key = parent->FindKey(name);
+      if (m_key != nullptr) continue;
+      const int countBefore = parent->GetKeyCount();
+      m_key = parent->CreateKey(name, nullptr);
+      // A layer may also return a key that it has had already.
+      if (m_firstMade != nullptr || parent->GetKeyCount() == countBefore) continue;
+      m_firstMade = m_key;
+      m_parent = parent;
+    }
   }
-  return key;
+
+  /// The key; null when the key layer refuses one.
+  CRgKey* GetKey() const { return m_key; }
+
+  /// Takes the keys that were made out again.
+  void Undo() {
+    if (m_firstMade != nullptr && m_parent->RemoveKey(m_firstMade)) delete m_firstMade;
+    m_firstMade = m_key = nullptr;
+  }
+
+ private:
+  CRgKey* m_key;
+  CRgKey* m_firstMade = nullptr;  // all others are below it
+  CRgKey* m_parent = nullptr;     // of that key
+};
+
+/// The value at `path`, made with `text` where it is missing; null, and nothing made, when the key
+/// layer refuses it. `isMade` tells which.
+// CHOICE(set-value-refused): where the layer refuses the value or a key on the way to it, nothing
+// changes: the keys that were made for it go again. Tests:
+// RegistryFile.WhatTheLayerRefusesChangesNothing, OptionFile.RefusedValueLeavesNoKeysOnTheWayToIt
+CRgValue* MakeValue(CRgKey* root, const char* path, const char* name, const char* text,
+                    bool& isMade) {
+  MadeWay way(root, path);
+  CRgValue* value = way.GetKey() != nullptr ? way.GetKey()->FindValue(name) : nullptr;
+  isMade = value == nullptr;
+  if (isMade && way.GetKey() != nullptr) value = way.GetKey()->CreateValue(name, 0, text, nullptr);
+  if (value == nullptr) way.Undo();
+  return value;
 }
 
 }  // namespace
@@ -110,15 +148,10 @@ const char* CRgFile::GetValue(const char* path, const char* valueName) const {
 }
 
 bool CRgFile::SetValue(const char* path, const char* valueName, const char* value) {
-  // CHOICE(set-value-refused): where the layer refuses a key or the value, nothing changes; here
-  // and in the operations below. Test: RegistryFile.WhatTheLayerRefusesChangesNothing
-  CRgKey* key = MakeWayToKey(m_root, path);
-  if (key == nullptr) return false;
-  if (CRgValue* found = key->FindValue(valueName)) {
-    found->SetValue(value);
-    return true;
-  }
-  return key->CreateValue(valueName, 0, value, nullptr) != nullptr;
+  bool isMade;
+  CRgValue* found = MakeValue(m_root, path, valueName, value, isMade);
+  if (found != nullptr && !isMade) found->SetValue(value);
+  return found != nullptr;
 }
 
 const char* CRgFile::GetAttributeValue(const char* path, const char* valueName,
@@ -129,10 +162,8 @@ const char* CRgFile::GetAttributeValue(const char* path, const char* valueName,
 
 bool CRgFile::SetAttributeValue(const char* path, const char* valueName, const char* value,
                                 const char* attributeName, const char* attributeValue) {
-  CRgKey* key = MakeWayToKey(m_root, path);
-  if (key == nullptr) return false;
-  CRgValue* holder = key->FindValue(valueName);
-  if (holder == nullptr) holder = key->CreateValue(valueName, 0, value, nullptr);
+  bool isMade;
+  CRgValue* holder = MakeValue(m_root, path, valueName, value, isMade);
   if (holder == nullptr) return false;
   holder->SetAttributeValue(attributeName, attributeValue);
   return true;

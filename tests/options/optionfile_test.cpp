@@ -219,6 +219,26 @@ TEST_F(OptionFile, ChangesMarkTheFileAsModified) {
   EXPECT_FALSE(isModifiedBy([&] { (void)file.GetValue(kDisplay, "Font"); }));
 }
 
+TEST_F(OptionFile, RefusedValueLeavesNoKeysOnTheWayToIt) {
+  bix::COptionFile file(&manager);
+  const auto countKeys = [&file] { return file.GetKeyRoot()->GetKeyCount(); };
+  for (const char* path :
+       {kDisplay, "Editor/Display/Missing", "Editor/Missing", "Missing/Editor"}) {
+    SCOPED_TRACE(path);
+    EXPECT_FALSE(file.SetValue(path, "Nothing", "x"));
+    EXPECT_FALSE(file.SetAttributeValue(path, "Nothing", "x", "a", "b"));
+    EXPECT_EQ(0, countKeys());
+  }
+  EXPECT_FALSE(file.IsModified());
+  bix::CRgKey* editor = file.CreateKey("Editor", nullptr, nullptr);
+  EXPECT_FALSE(file.SetValue(kDisplay, "Nothing", "x"));
+  EXPECT_EQ(editor, file.FindKey("Editor")) << "it was there before";
+  EXPECT_EQ(0, editor->GetKeyCount());
+  EXPECT_TRUE(file.SetValue(kDisplay, "Font", "x"));
+  EXPECT_FALSE(file.SetValue(kDisplay, "Nothing", "x"));
+  EXPECT_STREQ("x", file.GetValue(kDisplay, "Font"));
+}
+
 TEST_F(OptionFile, StartsEmptyWithoutNameAndFlags) {
   bix::COptionFile file(&manager);
   EXPECT_STREQ("", file.GetPathName());

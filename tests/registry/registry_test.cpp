@@ -880,6 +880,25 @@ TEST(RegistryFile, WhatTheLayerRefusesChangesNothing) {
   EXPECT_EQ("known\n v=2:1(p=q)\n", Describe(root));
 }
 
+/// Hides its keys from searches, and returns them when they are to be made.
+class SecretiveKey : public ClosedKey {
+ public:
+  using ClosedKey::ClosedKey;
+  CRgKey* FindKey(const char*) const override { return nullptr; }
+  CRgKey* CreateKey(const char* name, Attributes*) override { return CDefRgKey::FindKey(name); }
+};
+
+TEST(RegistryFile, RefusedValueLeavesAKeyThatTheLayerHadAlready) {
+  auto* root = new SecretiveKey("");
+  auto* known = new ClosedKey("known");
+  known->AddValue(new CDefRgValue("v", 1, "1"));
+  root->AddKey(known);
+  CRgFile file(root);
+  EXPECT_FALSE(file.SetValue("known", "w", "2"));
+  EXPECT_FALSE(file.SetAttributeValue("known", "w", "2", "p", "q"));
+  EXPECT_EQ("known\n v=1:1\n", Describe(root));
+}
+
 TEST(RegistryFileCompat, RemoveKeyDetachesOnlyAnEmptyKey) {
   CRgFile file(new LinkedKey(""));
   CRgKey* parent = file.CreateKey("p", nullptr, nullptr);
