@@ -75,6 +75,22 @@ void RemoveQuietly(const std::string& name) {
   errno = error;
 }
 
+/// A file just made, which goes again unless it is kept.
+class MadeFile {
+ public:
+  explicit MadeFile(const std::string& name) : m_name(name) {}
+  MadeFile(const MadeFile&) = delete;
+  MadeFile& operator=(const MadeFile&) = delete;
+  ~MadeFile() {
+    if (!m_isKept) RemoveQuietly(m_name);
+  }
+  void Keep() { m_isKept = true; }
+
+ private:
+  const std::string& m_name;
+  bool m_isKept = false;
+};
+
 std::string DirectoryOf(const std::string& name) {
   const std::size_t slash = name.rfind('/');
   if (slash == std::string::npos) return ".";
@@ -470,19 +486,18 @@ int CopyAside(const char* file) {
     ScopedFd copy(OpenRetrying(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600));
     if (!copy.IsOpen() && errno == EEXIST) continue;
     if (!copy.IsOpen()) return errno;
+    MadeFile made(name);
     int error = CopyRest(source.Get(), copy.Get());
     // Without the rights to run under its owner: the copy is ours.
     if (error == 0 && ::fchmod(copy.Get(), status.st_mode & 0777) != 0) error = errno;
     if (error == 0) error = SyncRetrying(copy.Get());
     const int closeError = copy.Close();
     if (error == 0) error = closeError;
-    if (error != 0) {
-      RemoveQuietly(name);
-      return error;
-    }
+    if (error != 0) return error;
     ScopedFd directory(OpenRetrying(DirectoryOf(name).c_str(), O_RDONLY | O_DIRECTORY));
     // The copy is whole and on the disk; its name follows with the directory, as it always does.
     if (directory.IsOpen()) (void)SyncRetrying(directory.Get());
+    made.Keep();
     return 0;
   }
   return EEXIST;

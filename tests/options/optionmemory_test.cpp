@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -10,6 +11,7 @@
 #include "bix/options.h"
 #include "options/option_test_support.h"
 #include "support/failing_allocations.h"
+#include "support/scoped_environment.h"
 
 namespace bix_test {
 namespace {
@@ -82,6 +84,26 @@ TEST_F(OptionMemory, ChangesReleaseWhatTheyMade) {
     EXPECT_EQ(kLong, own->GetValue("Editor/Display", "Font"));
   }
   EXPECT_EQ(before, LiveAllocations());
+}
+
+TEST_F(OptionMemory, PredefinedFileIsSetAsideOnceAndWhole) {
+  const ScopedVariable home("HOME", directory.Path().c_str());
+  const ScopedVariable zroot("ZROOT", (directory / "z").c_str());
+  std::filesystem::create_directories(directory / "z/tools/Shared");
+  const std::string user = Write("z/tools/Shared/user.tot", "not a settings file");
+  const int failures =
+      FailEachAllocation([&] { manager.LoadPredefinedOptionFiles(); },
+                         [&] {
+                           if (Exists(user + ".bad-1")) {
+                             EXPECT_EQ("not a settings file", ReadWholeFile(user + ".bad-1"));
+                           }
+                           EXPECT_FALSE(Exists(user + ".bad-2"));
+                         });
+  EXPECT_GT(failures, 10);
+  EXPECT_EQ("", ReadWholeFile(user));
+  EXPECT_EQ("not a settings file", ReadWholeFile(user + ".bad-1"));
+  EXPECT_EQ(2, manager.GetFileCount());
+  EXPECT_EQ(2, manager.GetPredefinedFileCount());
 }
 
 }  // namespace
