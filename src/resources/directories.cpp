@@ -56,13 +56,18 @@ const char* BelowRoot(SPathName& path, const char* element) {
   if (!path.empty()) return path.c_str();
   const SPathName root(BixGetInstallationRoot());
   if (root.empty()) return path.c_str();
-  path = root;
-  path.AddPathElement(element);
+  SPathName below = root;
+  below.AddPathElement(element);
+  path = below;  // whole or not at all: it is kept
   return path.c_str();
 }
 
 const char* LocaleBelowRoot(SPathName& path, const char* language) {
-  if (path.empty() && *BelowRoot(path, "locale") != 0) path.AddPathElement(language);
+  if (!path.empty()) return path.c_str();
+  SPathName below;
+  if (*BelowRoot(below, "locale") == 0) return path.c_str();
+  below.AddPathElement(language);
+  path = below;
   return path.c_str();
 }
 
@@ -179,10 +184,10 @@ const char* BixGetInstallationDirectory() { return BixGetInstallationBin(); }
 const char* BixGetInstallationRoot() {
   SPathName& root = Directories().root;
   if (!root.empty()) return root.c_str();
-  const SPathName bin(BixGetInstallationBin());
-  if (bin.empty()) return root.c_str();
-  root = bin;
-  root.AddPathElement("..");
+  SPathName above(BixGetInstallationBin());
+  if (above.empty()) return root.c_str();
+  above.AddPathElement("..");
+  root = above;
   return root.c_str();
 }
 
