@@ -26,11 +26,13 @@ constexpr std::size_t kNameListSize = 4096;
 // Test: PredefinedFilesChoice.MissingFilesAreMadeWithAllPermissionBits
 constexpr mode_t kMode = 0777;
 
-/// Makes an empty file unless there is one. Another process may do the same at this moment, and may
-/// have written to it already, so an existing file is left alone.
+/// Makes an empty file unless there is one, also where a link leads to. Another process may do the
+/// same at this moment, and may have written to it already, so an existing file is not emptied; and
+/// what else it may have put there is not waited for.
 void CreateIfMissing(const SPathName& path) {
   if (access(path.c_str(), F_OK) == 0) return;
-  const impl::ScopedFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode));
+  const impl::ScopedFd file(
+      open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kMode));
 }
 
 /// Empties a file that cannot be parsed, once its bytes are safe beside it.

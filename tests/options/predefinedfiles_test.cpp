@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "bix/optionfile.h"
 #include "bix/options.h"
@@ -171,6 +172,24 @@ TEST_F(PredefinedFiles, WhatCannotBeReadIsSkippedAndStays) {
   manager.LoadPredefinedOptionFiles();
   EXPECT_EQ(std::vector<std::string>{Shared("company.tot")}, ListedPaths());
   EXPECT_TRUE(bix_test::IsDirectory(Shared("user.tot")));
+}
+
+TEST_F(PredefinedFiles, LinksToMissingFilesAreFollowedAndStay) {
+  MakeShared();
+  ASSERT_EQ(0, mkdir((directory / "own").c_str(), 0777));
+  for (const char* name : {"init.tot", "user.tot"})
+    ASSERT_EQ(0, symlink((directory / ("own/" + std::string(name))).c_str(), Shared(name).c_str()));
+  manager.LoadPredefinedOptionFiles();
+  EXPECT_EQ((std::vector<std::string>{Shared("user.tot"), Shared("company.tot")}), ListedPaths())
+      << "otherwise the user's changes would go to the company's file";
+  EXPECT_EQ("", Read("own/init.tot"));
+  EXPECT_EQ("", Read("own/user.tot"));
+  EXPECT_TRUE(manager.SetValue("Editor/Display", "Font", "Mono"));
+  EXPECT_EQ(0, manager.SaveAllFiles());
+  EXPECT_EQ("\n[Editor/Display]\n\n\"Font\"=\"Mono\" \n", Read("own/user.tot"));
+  struct stat status = {};
+  ASSERT_EQ(0, lstat(Shared("user.tot").c_str(), &status));
+  EXPECT_TRUE(S_ISLNK(status.st_mode));
 }
 
 TEST_F(PredefinedFilesChoice, MissingFilesAreMadeWithAllPermissionBits) {
