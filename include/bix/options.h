@@ -101,6 +101,7 @@ class BIX_EXPORT CMgrOptionSet {
   CMgrOptionSet(const CMgrOptionSet&) = delete;
   CMgrOptionSet& operator=(const CMgrOptionSet&) = delete;
 
+  /// The name of the declared set; of the first one, where several have joined.
   const char* GetName() const { return m_name.c_str(); }
   int GetOptionCount() const { return m_options.GetCount(); }
   /// The position of the first option, or null. The order is that of MMap.

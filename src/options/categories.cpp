@@ -59,7 +59,7 @@ void CMgrOptionSet::UnMergeOptions(const COptionSet* set) {
 }
 
 CMgrCategory::CMgrCategory(const char* name, CMgrCategory* owner, COptionManager* manager)
-    : m_name(name), m_owner(owner), m_optionSet(name), m_manager(manager) {}
+    : m_name(name), m_owner(owner), m_optionSet(""), m_manager(manager) {}
 
 CMgrCategory::~CMgrCategory() {
   InformAllOptRgKeys();
@@ -115,6 +115,11 @@ CMgrCategory* CMgrCategory::MakeSubCategory(const char* name) {
 CMgrCategory* CMgrCategory::MergeCategory(const CCategory* category) {
   if (category == nullptr) return nullptr;
   CMgrCategory* merged = MakeSubCategory(category->name);
+  // CHOICE(option-set-name): the options of a category go by the name of the first declared set;
+  // sets that join it later add options only.
+  // Test: OptionCategoryChoice.OptionSetHasTheNameOfTheFirstDeclaredOne
+  if (category->optionSet != nullptr && merged->m_optionSet.m_name.empty())
+    merged->m_optionSet.m_name = category->optionSet->name;
   merged->m_optionSet.MergeOptions(category->optionSet);
   if (category->categories != nullptr)
     for (int i = 0; i < category->count && category->categories[i] != nullptr; ++i)
@@ -131,6 +136,7 @@ void CMgrCategory::InformAllOptRgKeys() {
 }
 
 void CMgrCategory::MergeBelow(const CMgrCategory& other) {
+  if (m_optionSet.m_name.empty()) m_optionSet.m_name = other.m_optionSet.m_name;
   for (void* position = other.m_optionSet.GetFirstOptionPosition(); position != nullptr;) {
     const COption* option = other.m_optionSet.GetNextOption(position);
     m_optionSet.m_options.SetAt(option->name, option);

@@ -364,14 +364,12 @@ bool COptionManager::SetValue(const char* category, const char* name, const char
   void* position = GetFirstFilePosition();
   if (position == nullptr || !IsEditable(category, name)) return false;
   COptionFile* file = GetNextFile(position);
-  const bool isUnderneath = View(GetUnderneathValue(file, category, name)) == View(value);
+  const char* const underneath = GetUnderneathValue(file, category, name);
+  if (View(underneath) != View(value)) return file->SetValue(category, name, value);
   CRgKey* key = file->FindKey(category);
-  if (!isUnderneath) {
-    if (key == nullptr && FindDeclared(category, name) == nullptr) return false;
-    return file->SetValue(category, name, value);
-  }
+  CRgValue* held = key != nullptr ? key->FindValue(name) : nullptr;
+  if (held == nullptr && underneath == nullptr) return false;  // not declared
   if (key == nullptr) return true;
-  CRgValue* held = key->FindValue(name);
   // COMPAT(fixed-value-stays): a text that the first file itself fixes stays as it is, not even
   // changed to the text beneath it. Test: OptionManagerCompat.FixedTextOfTheFirstFileStays
   if (held != nullptr && !IsMarkedFixed(*held)) {

@@ -78,6 +78,8 @@ TEST(OptionDeclaration, TheLibraryDeclaresWherePredefinedFilesAreNamed) {
   bix::CMgrCategory* predefined = manager.FindCategory("Initial/Predefined");
   ASSERT_NE(nullptr, predefined);
   EXPECT_STREQ("Predefined", predefined->GetOptionSet()->GetName());
+  EXPECT_STREQ("Settings", manager.FindCategory("Settings")->GetOptionSet()->GetName());
+  EXPECT_STREQ("Initial", manager.FindCategory("Initial")->GetOptionSet()->GetName());
   const bix::COption* option = manager.FindOption("Initial/Predefined/OptionFiles");
   ASSERT_EQ(&bix::optPredefined[0], option);
   EXPECT_EQ(nullptr, bix::optPredefined[1].name) << "the record that ends the options";
@@ -151,6 +153,54 @@ TEST_F(OptionManager, LaterDeclarationOfANameTakesItsPlace) {
   EXPECT_STREQ("", manager.GetValue(kDisplay, "TabWidth"));
   merged->UnMergeOptions(&set);
   EXPECT_EQ(0, merged->GetOptionCount());
+}
+
+TEST(OptionCategoryChoice, OptionSetHasTheNameOfTheFirstDeclaredOne) {
+  const bix::COptionSet first = {"Fonts and colours", nullptr, 0};
+  const bix::COptionSet second = {"Of an add-in", bix_test::kDisplayOptions, 3};
+  const bix::CCategory without = {"Display", nullptr, 0, nullptr};
+  const bix::CCategory named = {"Display", nullptr, 0, &first};
+  const bix::CCategory joining = {"Display", nullptr, 0, &second};
+  bix::COptionManager manager;
+  const bix::CMgrOptionSet* set = manager.AddCategory(&without)->GetOptionSet();
+  EXPECT_STREQ("", set->GetName());
+  manager.AddCategory(&named);
+  EXPECT_STREQ("Fonts and colours", set->GetName());
+  manager.AddCategory(&joining);
+  EXPECT_STREQ("Fonts and colours", set->GetName());
+  EXPECT_EQ(3, set->GetOptionCount());
+  bix::COptionManager other;
+  other.MergeManager(manager);
+  EXPECT_STREQ("Fonts and colours", other.FindCategory("Display")->GetOptionSet()->GetName());
+}
+
+TEST(OptionDeclaration, SubCategoriesEndAtTheirNumberOrAtANullPointer) {
+  const bix::CCategory a = {"a", nullptr, 0, nullptr};
+  const bix::CCategory b = {"b", nullptr, 0, nullptr};
+  const bix::CCategory* const withoutEnd[] = {&a, &b};
+  const bix::CCategory* const ended[] = {&a, nullptr, &b};
+  for (const bix::CCategory& category :
+       {bix::CCategory{"top", withoutEnd, 1, nullptr}, bix::CCategory{"top", ended, 3, nullptr}}) {
+    bix::COptionManager manager;
+    manager.AddCategory(&category);
+    EXPECT_NE(nullptr, manager.FindCategory("top/a"));
+    EXPECT_EQ(nullptr, manager.FindCategory("top/b"));
+  }
+}
+
+TEST(OptionDeclaration, MissingDefaultIsTheEmptyText) {
+  const bix::COption options[] = {{"o", 1, nullptr}, {}};
+  const bix::COptionSet set = {"s", options, 1};
+  const bix::CCategory category = {"c", nullptr, 0, &set};
+  bix::COptionManager manager;
+  manager.AddCategory(&category);
+  EXPECT_STREQ("", manager.GetValue("c", "o"));
+  EXPECT_STREQ("", manager.GetUnderneathValue(nullptr, "c", "o"));
+  const bix::COptionExplanation explanation = manager.Explain("c", "o");
+  EXPECT_TRUE(explanation.isDeclared);
+  EXPECT_EQ("", explanation.defaultValue);
+  EXPECT_TRUE(options[0].IsDefaultValue(""));
+  EXPECT_EQ(0, options[0].GetIntValue());
 }
 
 TEST_F(OptionManager, DeclarationsOfAnotherManagerJoinAndLeave) {
@@ -386,6 +436,34 @@ TEST_F(OptionSetValue, ChangesNothingForAnUndeclaredOption) {
   EXPECT_EQ(nullptr, user->FindKey("Editor/Backup"));
   EXPECT_FALSE(user->IsModified());
   EXPECT_STREQ("", manager.GetValue(kDisplay, "Nothing"));
+}
+
+TEST_F(OptionSetValue, IsRefusedForAnUndeclaredOptionWhateverTheText) {
+  bix::COptionFile* user = Add("user.tot", "[Editor/Display]\n\"Font\"=\"a\"\n");
+  ASSERT_NE(nullptr, user->CreateKey("Editor/Backup", nullptr, nullptr));
+  user->SetModifiedFlag(0);
+  for (const char* text : {"x", "", static_cast<const char*>(nullptr)}) {
+    SCOPED_TRACE(text != nullptr ? text : "null");
+    for (const char* category : {kDisplay, "Editor/Backup", "Editor", "Nowhere", ""})
+      EXPECT_FALSE(manager.SetValue(category, "Nothing", text)) << category;
+    EXPECT_FALSE(manager.SetValue(nullptr, nullptr, text));
+  }
+  EXPECT_NE(nullptr, user->FindKey("Editor/Backup"));
+  EXPECT_FALSE(user->IsModified());
+}
+
+TEST_F(OptionSetValue, TakesANameWithASlashWithAndWithoutItsKey) {
+  const bix::COption options[] = {{"a/b", 1, ""}, {}};
+  const bix::COptionSet set = {"Odd", options, 1};
+  const bix::CCategory odd = {"Odd", nullptr, 0, &set};
+  manager.AddCategory(&odd);
+  bix::COptionFile* user = Add("user.tot", "");
+  for (const char* text : {"x", "y"}) {  // the key is there the second time
+    EXPECT_TRUE(manager.SetValue("Odd", "a/b", text));
+    EXPECT_STREQ(text, manager.GetValue("Odd", "a/b"));
+  }
+  EXPECT_EQ(0, user->Save(nullptr));
+  EXPECT_EQ("\n[Odd]\n\n\"a/b\"=\"y\" \n", Read("user.tot"));
 }
 
 TEST_F(OptionSetValue, IsRefusedForAnOptionThatALaterFileFixes) {
