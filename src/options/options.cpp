@@ -185,7 +185,9 @@ bool COptionManager::RemoveOptionFile(SPathName path) {
 
 int COptionManager::Reload(const char* fileName) {
   COptionFile* file = GetFile(SPathName(fileName));
-  return file != nullptr ? file->Load(fileName) : 1;
+  if (file == nullptr || *file->GetPathName() == 0) return 1;
+  // Under its own name: the given one may be spelled in a way that only path names understand.
+  return file->Load(SString(file->GetPathName()).c_str());
 }
 
 int COptionManager::ReloadAllFiles() {

@@ -1,5 +1,6 @@
 // The predefined option files: where they are named, and how each gets into the stack.
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 
@@ -16,8 +17,8 @@ namespace bix {
 
 namespace {
 
-// Static storage: set once all files have been loaded.
-constinit bool s_isLoaded = false;
+// Static storage: set once all files have been loaded, by managers of whatever thread.
+constinit std::atomic<bool> s_isLoaded = false;
 
 constexpr std::size_t kNameListSize = 4096;
 

@@ -120,6 +120,10 @@ TEST_F(OptionStackChoice, ReloadingKeepsAFileWithoutAName) {
   EXPECT_EQ(0, manager.ReloadAllFiles());
   EXPECT_STREQ("kept", nameless->GetValue("Editor", "Theme"));
   EXPECT_STREQ("b", named->GetValue("Editor", "Theme"));
+  EXPECT_EQ(1, manager.Reload(""));
+  EXPECT_EQ(1, manager.Reload(nullptr));
+  EXPECT_STREQ("kept", nameless->GetValue("Editor", "Theme"));
+  EXPECT_TRUE(nameless->IsModified());
 }
 
 TEST_F(OptionStackChoice, ResetChangesNothingOnTheDisk) {

@@ -572,6 +572,18 @@ TEST_F(OptionManager, ReloadsListedFiles) {
   EXPECT_STREQ("Sans 10", manager.GetValue(kDisplay, "Font"));
 }
 
+TEST_F(OptionManager, ReloadReadsTheListedFileHoweverItsPathIsSpelled) {
+  bix::COptionFile* user = Add("user.tot", "[Editor/Display]\n\"Font\"=\"a\"\n");
+  const std::string backslashes = directory.Path() + "\\user.tot";
+  for (const std::string& path : {directory / "user.tot", directory / "missing/../user.tot",
+                                  directory / "./user.tot", backslashes}) {
+    SCOPED_TRACE(path);
+    ASSERT_TRUE(user->SetValue(kDisplay, "Font", "changed"));
+    EXPECT_EQ(0, manager.Reload(path.c_str()));
+    EXPECT_STREQ("a", manager.GetValue(kDisplay, "Font"));
+  }
+}
+
 TEST_F(OptionManager, ResetEmptiesTheFirstFileAndResetAllEveryFile) {
   EXPECT_EQ(1, manager.Reset());
   bix::COptionFile* user = Add("user.tot", "[Editor/Display]\n\"Font\"=\"a\"\n");

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <sys/stat.h>
@@ -213,6 +214,27 @@ TEST_F(PredefinedFilesChoice, WithoutAnAllUsersDirectoryNothingIsLoaded) {
   manager.LoadPredefinedOptionFiles();
   EXPECT_EQ(0, manager.GetFileCount());
   EXPECT_FALSE(Exists(Shared("init.tot")));
+}
+
+TEST_F(PredefinedFiles, ThreadsLoadThemIntoManagersOfTheirOwn) {
+  MakeShared();
+  bix_test::WriteWholeFile(Shared("user.tot"), "broken");
+  constexpr std::size_t kThreads = 4;
+  std::vector<int> counts(kThreads);
+  std::vector<std::thread> threads;
+  for (int& count : counts) {
+    threads.emplace_back([&count] {
+      bix::COptionManager own;
+      own.AddCategory(&bix_test::kEditor);
+      own.LoadPredefinedOptionFiles();
+      if (bix::COptionManager::IsPredefinedOptionFilesLoaded()) count = own.GetFileCount();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(std::vector<int>(kThreads, 2), counts);
+  EXPECT_EQ("", bix_test::ReadWholeFile(Shared("user.tot")));
+  EXPECT_EQ("broken", bix_test::ReadWholeFile(Shared("user.tot.bad-1")));
+  EXPECT_FALSE(Exists(Shared("user.tot.bad-2"))) << "one of them has set it aside";
 }
 
 TEST_F(PredefinedFiles, LoadedFlagIsSetAtTheEndOnly) {
