@@ -9,6 +9,7 @@
 // Whatever fails before the rename leaves the target as it was.
 
 #include <cerrno>
+#include <string>
 #include <string_view>
 
 #include <fcntl.h>
@@ -212,9 +213,13 @@ int COptionFile::SaveIncrementally(impl::DurableFile& file, const char* target) 
   // machine left behind one would be gone with this save, so the bytes are kept beside the file,
   // once it is certain that nothing else keeps the save from replacing it.
   // Test: OptionFileChoice.BytesBehindAZeroByteAreSetAside
+  std::string copy;
   if (holdsZeroByte)
-    if (const int error = impl::CopyAside(target)) return error;
-  return file.Commit();
+    if (const int error = impl::CopyAside(target, &copy)) return error;
+  const int error = file.Commit();
+  // The target is as it was, and tried again and again it would be surrounded by its copies.
+  if (error != 0 && !copy.empty() && !file.IsInPlace()) (void)unlink(copy.c_str());
+  return error;
 }
 
 }  // namespace bix

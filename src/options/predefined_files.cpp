@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <string>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include "bix/directories.h"
 #include "bix/optionfile.h"
 #include "bix/options.h"
+#include "support/above_standard.h"
 #include "support/durable_file.h"
 #include "support/scoped_fd.h"
 
@@ -27,20 +29,28 @@ constexpr std::size_t kNameListSize = 4096;
 // Test: PredefinedFilesChoice.MissingFilesAreMadeWithAllPermissionBits
 constexpr mode_t kMode = 0777;
 
-/// Makes an empty file unless there is one, also where a link leads to. Another process may do the
-/// same at this moment, and may have written to it already, so an existing file is not emptied; and
-/// what else it may have put there is not waited for.
-void CreateIfMissing(const SPathName& path) {
-  if (access(path.c_str(), F_OK) == 0) return;
-  const impl::ScopedFd file(
-      open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kMode));
+/// Opens a file without waiting for whoever may be at its other end.
+int OpenToWrite(const SPathName& path, int flags) {
+  return impl::AboveStandard(
+      open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | flags, kMode));
 }
 
-/// Empties a file that cannot be parsed, once its bytes are safe beside it.
+/// Makes an empty file unless there is one, also where a link leads to. Another process may do the
+/// same at this moment, and may have written to it already, so an existing file is not emptied.
+void CreateIfMissing(const SPathName& path) {
+  if (access(path.c_str(), F_OK) == 0) return;
+  const impl::ScopedFd file(OpenToWrite(path, O_CREAT));
+}
+
+/// Empties a file that cannot be parsed, once its bytes are safe beside it. What may not be emptied
+/// is not copied either: every start of a program would add another copy.
 bool SetAsideAndEmpty(const SPathName& path) {
-  if (impl::CopyAside(path.c_str()) != 0) return false;
-  const impl::ScopedFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode));
-  return file.Get() >= 0;
+  const impl::ScopedFd file(OpenToWrite(path, 0));
+  std::string copy;
+  if (!file.IsOpen() || impl::CopyAside(path.c_str(), &copy) != 0) return false;
+  if (ftruncate(file.Get(), 0) == 0) return true;
+  (void)unlink(copy.c_str());  // the file has the bytes still
+  return false;
 }
 
 /// The names of a list separated by ";"; empty ones are skipped.

@@ -473,7 +473,7 @@ void DurableFile::Discard() {
   m_isTemporary = false;
 }
 
-int CopyAside(const char* file) {
+int CopyAside(const char* file, std::string* copyName) {
   // Without waiting: a fifo has no bytes to keep.
   ScopedFd source(OpenRetrying(file, O_RDONLY | O_NONBLOCK));
   if (!source.IsOpen()) return errno;
@@ -497,6 +497,7 @@ int CopyAside(const char* file) {
     ScopedFd directory(OpenRetrying(DirectoryOf(name).c_str(), O_RDONLY | O_DIRECTORY));
     // The copy is whole and on the disk; its name follows with the directory, as it always does.
     if (directory.IsOpen()) (void)SyncRetrying(directory.Get());
+    if (copyName != nullptr) *copyName = name;
     made.Keep();
     return 0;
   }

@@ -81,6 +81,10 @@ class DurableFile {
   /// Errors: the error number; the temporary file is gone then and the target as it was.
   int Commit();
 
+  /// Whether Commit() writes into the target itself, so that a failure may have changed it after
+  /// all, where not even the old bytes could be written again.
+  bool IsInPlace() const { return m_isInPlace; }
+
   /// Opens the target itself, made when it is missing, for AppendLine(). Never waits for a reader.
   ///
   /// Errors: the error number that opening the target for writing gives.
@@ -125,11 +129,11 @@ class DurableFile {
 };
 
 /// Copies `file` beside itself as the first free of `file.bad-1`, `file.bad-2`, ..., with its mode,
-/// and on the disk when this returns.
+/// and on the disk when this returns. `copy`, unless null, is set to its name.
 ///
 /// Errors: the error number of what failed, no copy is left then; EINVAL when `file` is no regular
 /// file, EISDIR when it is a directory.
-int CopyAside(const char* file);
+int CopyAside(const char* file, std::string* copy = nullptr);
 
 }  // namespace bix::impl
 

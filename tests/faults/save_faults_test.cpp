@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "bix/optionfile.h"
+#include "bix/options.h"
 #include "faults/save_kinds.h"
 #include "faults/surroundings.h"
 #include "support/system_faults.h"
@@ -255,6 +257,43 @@ TEST_P(SaveFaults, AKillAtAnyCallLeavesAWholeFileAndTheNextSaveCleansUp) {
     }
     EXPECT_TRUE(sawOld && sawNew);
   }
+}
+
+const bix::COption kOptions[] = {{"Theme", 1, "light"}, {}};
+const bix::COptionSet kSet = {"Editor", kOptions, 1};
+const bix::CCategory kEditor = {"Editor", nullptr, 0, &kSet};
+
+TEST(SaveOverAZeroByte, EveryFailingCallLeavesTheOldFileAloneOrTheNewOneAndACopy) {
+  const std::string old("[Editor]\n\"Theme\"=\"dark\"\n\0[Lost]\n", 33);
+  const Files before = {{"user.tot", InShort(old)}};
+  const Files after = {{"user.tot", InShort("\n[Editor]\n\n\"Theme\"=\"blue\" \n")},
+                       {"user.tot.bad-1", InShort(old)}};
+  std::size_t failures = 0;
+  bool isOver = false;
+  for (std::size_t number = 1; !isOver; ++number) {
+    const TempDirectory directory;
+    const std::string target = directory / "user.tot";
+    WriteWholeFile(target, old);
+    bix::COptionManager manager;
+    manager.AddCategory(&kEditor);
+    bix::COptionFile file(&manager);
+    file.SetValue("Editor", "Theme", "blue");
+    const std::set<int> descriptors = OpenDescriptors();
+    int result;
+    std::string call;
+    {
+      SystemFaults faults;
+      faults.FailCall(number, EIO);
+      result = file.Save(target.c_str());
+      isOver = !faults.IsOver();
+      call = faults.Calls().back();
+    }
+    SCOPED_TRACE(call);
+    EXPECT_EQ(result == 0 ? after : before, Listing(directory.Path()));
+    EXPECT_EQ(descriptors, OpenDescriptors());
+    failures += result != 0 ? 1 : 0;
+  }
+  EXPECT_GT(failures, 15u);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, SaveFaults, testing::ValuesIn(SaveKinds()),
