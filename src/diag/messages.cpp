@@ -9,12 +9,14 @@
 #include <string>
 #include <utility>
 
+#include <cxxabi.h>
 #include <ext/stdio_filebuf.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "diag/report.h"
 #include "support/above_standard.h"
+#include "support/uncancelled.h"
 
 namespace bix {
 namespace {
@@ -35,6 +37,18 @@ class Decimal {
   char* m_end;
 };
 
+/// Sets a mark for the length of a scope, also of one that is left because a handler throws.
+class ScopedMark {
+ public:
+  explicit ScopedMark(bool& mark) : m_mark(mark) { m_mark = true; }
+  ScopedMark(const ScopedMark&) = delete;
+  ScopedMark& operator=(const ScopedMark&) = delete;
+  ~ScopedMark() { m_mark = false; }
+
+ private:
+  bool& m_mark;
+};
+
 bool IsDigit(char byte) { return byte >= '0' && byte <= '9'; }
 
 /// The first "%" at or behind `from` that a digit follows, or npos.
@@ -49,7 +63,8 @@ std::size_t FindPlaceholder(const std::string& text, std::size_t from) {
 // of that stream (an earlier failure, exceptions that it asked for, a width) neither stops a message
 // nor is changed by it, and what the host has redirected or still holds in the stream stays in
 // order. Test: MessageChannel.IsNotStoppedByAFailedStandardStream
-void WriteToConsole(CMsgOut::MessageKind kind, const std::string& text) {
+__attribute__((no_sanitize("null")))  // there is no object behind the reference to __forced_unwind
+void WriteToConsole(CMsgOut::MessageKind kind, std::string_view text) {
   std::ostream& stream = kind == CMsgOut::Normal ? std::cout : std::cerr;
   try {
     if (stream.tie() != nullptr && stream.tie()->rdbuf() != nullptr)
@@ -57,6 +72,8 @@ void WriteToConsole(CMsgOut::MessageKind kind, const std::string& text) {
     if (stream.rdbuf() == nullptr) return;
     stream.rdbuf()->sputn(text.data(), static_cast<std::streamsize>(text.size()));
     stream.rdbuf()->pubsync();
+  } catch (abi::__forced_unwind&) {
+    throw;  // the thread is being cancelled; the system ends a process that holds that up
   } catch (...) {
     // There is no further place to report to.
   }
@@ -145,6 +162,8 @@ CMsgOut::CMsgOut(MessageKind kind, bool quiet) : m_kind(kind), m_quiet(quiet) {
 }
 
 CMsgOut::~CMsgOut() {
+  // To be cancelled within a destructor would end the process.
+  const impl::Uncancelled uncancelled;
   try {
     if (m_buffer.tellp() > 0) Deliver();
   } catch (...) {
@@ -245,11 +264,21 @@ void CMsgOut::Deliver() {
   // CHOICE(message-taken-once): handler, console and log file get the same text whatever a handler
   // does to the channel meanwhile. What it writes there is lost with the message.
   // Test: MessageChannel.AHandlerThatWritesToTheSameChannelDoesNotChangeTheMessage
-  const std::string text = m_buffer.str();
+  std::string copy;
+  bool hasCopy = true;
+  try {
+    copy = m_buffer.str();
+  } catch (const std::bad_alloc&) {
+    hasCopy = false;
+  }
+  // CHOICE(message-as-it-lies): a handler takes a text of its own. Where there is no memory for one
+  // the message goes from the buffer to the console and the log, past the handler; it is neither
+  // lost nor thrown at whoever reports. Test: MessagesWithoutMemory.GoPastTheHandlerToTheConsole
+  const std::string_view text = hasCopy ? copy : m_buffer.view();
   // COMPAT(quiet-output-done): a quiet channel passes its handler no message, but tells it of the
   // end of each flush all the same. Test: ErrorSettingCompat.QuietStillTellsTheHandlerOfTheEnd
   if (!m_quiet) {
-    const bool consumed = m_handler != nullptr && m_handler->HandleOutput(text);
+    const bool consumed = hasCopy && m_handler != nullptr && m_handler->HandleOutput(copy);
     if (!consumed) WriteToConsole(m_kind, text);
   }
   OpenLog();
@@ -281,11 +310,15 @@ void CMsgOut::OpenLog() {
   const int fd = impl::AboveStandard(
       ::open(m_logName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
   if (fd >= 0) {
-    __gnu_cxx::stdio_filebuf<char> opened(fd, std::ios_base::out);
-    if (opened.is_open())
-      *m_log.rdbuf() = std::move(static_cast<std::filebuf&>(opened));  // m_log closes it from here
-    else
-      ::close(fd);
+    try {
+      __gnu_cxx::stdio_filebuf<char> opened(fd, std::ios_base::out);
+      if (opened.is_open())
+        *m_log.rdbuf() = std::move(static_cast<std::filebuf&>(opened));  // which closes it
+      else
+        ::close(fd);
+    } catch (const std::bad_alloc&) {
+      // It has been closed; without a buffer there is no log.
+    }
   }
   if (m_log.is_open()) return;
   // COMPAT(log-failure-nested): reported by a flush within the flush, so that a handler sees
@@ -302,9 +335,8 @@ void CMsgOut::OpenLog() {
 // Test: ErrorSettingCompat.AssertReportDoesNotNest
 void CMsgOut::ReportAssertDialog() {
   if (!m_assertDialog || m_reportsAssertDialog) return;
-  m_reportsAssertDialog = true;
+  const ScopedMark mark(m_reportsAssertDialog);
   impl::ReportInternalError(bixerr, "assert dialog not available");
-  m_reportsAssertDialog = false;
 }
 
 CMsgOut& endl(CMsgOut& channel) {

@@ -328,4 +328,25 @@ TEST(ErrorSetting, TheAssertOptionReportsBetweenTheMessageAndItsEnd) {
   EXPECT_EQ(1u, handler.reportsBeforeTheEnd);
 }
 
+TEST(ErrorSetting, TheAssertOptionReportsAlsoAfterAHandlerHasThrown) {
+  const ScopedVariable variable("BIX_ERR_OUT", "-a");
+  struct Throwing : RecordingHandler {
+    bool HandleOutput(const std::string&) override { throw 1; }
+  };
+  Throwing handler;
+  CMsgOut channel(CMsgOut::Error);
+  RecordingHandler console;
+  channel.SetOutput(&console);
+  bix::bixerr.PushOutput(&handler);
+  EXPECT_THROW(channel << "m" << bix::flush, int);
+  bix::bixerr.PopOutput();
+
+  ScopedRecorder processErrors;
+  bix::bixerr << bix::flush;  // what the handler left
+  processErrors.messages.clear();
+  channel << "n" << bix::flush;
+  channel.SetOutput(nullptr);
+  EXPECT_EQ((Strings{"Internal error: assert dialog not available\n"}), processErrors.messages);
+}
+
 }  // namespace

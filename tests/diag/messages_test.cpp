@@ -9,8 +9,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <unistd.h>
 
+#include "support/captured_output.h"
 #include "support/recording_handler.h"
 #include "support/scoped_environment.h"
 #include "support/temp_directory.h"
@@ -369,6 +371,53 @@ TEST(MessageChannel, DeliversToHandlerConsoleAndLogInThisOrder) {
   EXPECT_EQ((Strings{"handler: console <> log none", "done: console <one> log <one>",
                      "handler: console <one> log <one>", "done: console <onetwo> log <onetwo>"}),
             handler.seen);
+}
+
+/// Runs `function` in a thread that has been told to end, and waits for that. Whether it was
+/// cancelled: it ends at its first call of the system that may block.
+template <class Function>
+bool IsCancelledIn(Function function) {
+  pthread_t thread;
+  const auto run = [](void* body) -> void* {
+    pthread_cancel(pthread_self());
+    (*static_cast<Function*>(body))();
+    return nullptr;
+  };
+  EXPECT_EQ(0, pthread_create(&thread, nullptr, run, &function));
+  void* result = nullptr;
+  EXPECT_EQ(0, pthread_join(thread, &result));
+  return result == PTHREAD_CANCELED;
+}
+
+TEST(MessageChannel, AThreadThatIsCancelledWhileItPrintsEndsAlone) {
+  for (const CMsgOut::MessageKind kind : {CMsgOut::Normal, CMsgOut::Error}) {
+    SCOPED_TRACE(kind);
+    CMsgOut channel(kind);
+    bool isCancelled = false;
+    std::string shown;
+    {
+      bix_test::CapturedDescriptor console(kind == CMsgOut::Normal ? 1 : 2);
+      isCancelled =
+          IsCancelledIn([&channel] { channel << "in the thread" << bix::endl
+                                             << bix::flush; });
+      channel << "after it" << bix::endl << bix::flush;
+      shown = console.Text();
+    }
+    EXPECT_TRUE(isCancelled);
+    EXPECT_NE(std::string::npos, shown.find("after it\n")) << shown;
+  }
+}
+
+TEST(MessageChannel, EndsWholeInAThreadThatIsToBeCancelled) {
+  bool isCancelled = true;
+  std::string shown;
+  {
+    bix_test::CapturedDescriptor console(2);
+    isCancelled = IsCancelledIn([] { CMsgOut(CMsgOut::Error) << "left"; });
+    shown = console.Text();
+  }
+  EXPECT_FALSE(isCancelled);
+  EXPECT_EQ("left", shown);
 }
 
 TEST(MessageChannel, TheConsoleIsFlushedWithEachMessage) {
