@@ -170,11 +170,13 @@ bool CRgFile::SetAttributeValue(const char* path, const char* valueName, const c
 }
 
 int CRgFile::Load(const char* fileName) {
+  // A copy: the name may be a text of the tree, as in a file that names the next one.
+  const SString name = fileName;
   m_root->Empty();
   // COMPAT(load-stores-first-name): only the first name is remembered, also when the load fails.
   // Test: SettingsFileCompat.LoadRemembersOnlyTheFirstName
-  if (m_fileName.empty()) m_fileName = fileName;
-  return Merge(fileName);
+  if (m_fileName.empty()) m_fileName = name;
+  return Merge(name.c_str());
 }
 
 int CRgFile::Merge(const char* fileName) {

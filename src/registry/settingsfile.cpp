@@ -527,9 +527,11 @@ void CRgLoader::ReadValueAttributes() {
     // Test: SettingsReaderCompat.AttributesWithoutCommaStopTheReading
     if (m_kind != kEquals) return NoteDeviation(kExpectedAttributeEquals);
     NextToken();
+    const bool hasText = CarriesText(m_kind);
+    if (!hasText) NoteDeviation(kExpectedValue);
     AddAttribute(name.c_str());
     NextToken();
-    m_deviation.line = 0;
+    if (hasText) m_deviation.line = 0;
     if (m_kind != kComma && m_kind != kClose) NoteDeviation(kExpectedAttributeEnd);
   } while (m_kind != kClose);
 }

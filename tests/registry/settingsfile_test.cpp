@@ -367,6 +367,9 @@ TEST(SettingsReader, TellsWhereAndWhyReadingStopped) {
       {"[A]\n\"x\"=\"1\" ()\"y\"=\"2\"", 2, 11, kAttributeEquals},
       {"[A]\n\"x\"=\"1\" (p,q)\"y\"=\"2\"", 2, 11, kAttributeEquals},
       {"[A]\n\"x\"=\"1\" (p=1) (q=2)\n", 2, 15, kAfterValueAttributes},
+      {"[A]\n\"x\"=\"1\" (p=-5)\n\"y\"=\"2\"", 2, 12, kValue},
+      {"[A]\n\"x\"=\"1\" (p=1, q=%5)\n\"y\"=\"2\"", 2, 17, kValue},
+      {"[A]\n\"x\"=\"1\" (p=-)\n\"y\"=\"2\";", 3, 8, kAfterValue},
       // A quoted text in which the closing quote is missing ends at the next one.
       {"[A]\n\"x\"=\"1\n\"y\"=\"2\"\n", 3, 2, kAfterValue},
       // What reading took though it looks odd is not what stopped it later.
@@ -938,6 +941,19 @@ TEST(SettingsFileCompat, LoadRemembersOnlyTheFirstName) {
   EXPECT_EQ(0, file.Save(nullptr));
   EXPECT_EQ("\n[A]\n\n\"x\"=\"1\" \n\"y\"=\"2\" \n", bix_test::ReadWhole(missing));
   EXPECT_EQ("[A]\"x\"=\"1\"", bix_test::ReadWhole(other));
+}
+
+TEST(SettingsFile, LoadTakesItsNameAlsoFromTheTreeThatItEmpties) {
+  Directory directory;
+  const std::string second = directory.Write("second", "[B]\"y\"=\"2\"");
+  const std::string first = directory.Write("first", "[A]\"next\"=\"" + second + "\"");
+  CRgFile file(nullptr);
+  ASSERT_EQ(0, file.Merge(first.c_str()));
+  EXPECT_EQ(0, file.Load(file.GetValue("A", "next")));
+  EXPECT_STREQ("2", file.GetValue("B", "y"));
+  file.SetValue("B", "y", "3");
+  EXPECT_EQ(0, file.Save(nullptr));
+  EXPECT_EQ("\n[B]\n\n\"y\"=\"3\" \n", bix_test::ReadWhole(second));
 }
 
 TEST(SettingsFile, MergeRemembersNoName) {
