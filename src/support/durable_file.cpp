@@ -41,6 +41,22 @@ int SyncRetrying(int fd) {
   return 0;
 }
 
+/// 0, or the error number.
+int TruncateRetrying(int fd, off_t size) {
+  while (::ftruncate(fd, size) != 0) {
+    if (errno != EINTR) return errno;
+  }
+  return 0;
+}
+
+/// Takes the room on the disk; 0, or the error number.
+int AllocateRetrying(int fd, off_t offset, off_t size) {
+  int error;
+  do error = ::posix_fallocate(fd, offset, size);
+  while (error == EINTR);
+  return error;
+}
+
 /// Writes everything, in as many calls as it takes; 0, or the error number.
 int WriteWhole(int fd, const char* bytes, std::size_t size) {
   while (size > 0) {
@@ -125,6 +141,14 @@ bool IsWithoutLocks(int error) {
 
 /// Whether a directory that refused a new file with this error may still hold a writable one.
 bool IsRefusal(int error) { return error == EACCES || error == EPERM || error == EROFS; }
+
+/// Whether the file is mounted by itself over a name, as containers get single files: it has that
+/// name as long as it is mounted, and nothing can be renamed over it.
+bool IsMountedAlone(int fd) {
+  struct statx status;
+  return ::statx(fd, "", AT_EMPTY_PATH, 0, &status) == 0 &&
+         (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
 
 /// Whether the directory lets only owners replace files, and this process owns neither.
 bool IsSticky(const std::string& directory, const struct stat& target) {
@@ -239,9 +263,9 @@ int DurableFile::Open() {
   struct stat resolved;
   const bool isNamed = ::lstat(m_resolved.c_str(), &resolved) == 0;
   if (!isNamed && errno != ENOENT) return errno;
-  const bool isReplaceable = isNamed && S_ISREG(m_targetStatus.st_mode) &&
-                             IsSameFile(resolved, m_targetStatus) &&
-                             !IsSticky(DirectoryOf(m_resolved), m_targetStatus);
+  const bool isReplaceable =
+      isNamed && S_ISREG(m_targetStatus.st_mode) && IsSameFile(resolved, m_targetStatus) &&
+      !IsMountedAlone(m_targetFd.Get()) && !IsSticky(DirectoryOf(m_resolved), m_targetStatus);
   // CHOICE(save-in-place): a device, and a file whose directory lets nobody replace it, is written in
   // place, as a plain open for writing would do. A save that failed there would be no safer, only of
   // no use. Test: DurableFileChoice.AFileThatCannotBeReplacedIsWrittenInPlace
@@ -294,7 +318,7 @@ int DurableFile::AppendLine(std::string_view line) {
   int error = WriteWhole(fd, text.data(), text.size());
   if (error == 0 && isRegular) error = SyncRetrying(fd);
   // Half a line would become one with the next that is appended.
-  if (error != 0 && isRegular) (void)!::ftruncate(fd, m_targetStatus.st_size);
+  if (error != 0 && isRegular) (void)TruncateRetrying(fd, m_targetStatus.st_size);
   const int closeError = m_targetFd.Close();
   if (error == 0) error = closeError;
   // The file may be new.
@@ -424,20 +448,20 @@ int DurableFile::WriteInPlace() {
   }
   int error = 0;
   if (newSize > oldSize) {
-    error = ::posix_fallocate(target, oldSize, newSize - oldSize);
+    error = AllocateRetrying(target, oldSize, newSize - oldSize);
     if (error == EOPNOTSUPP || error == EINVAL || error == ENOSYS) error = 0;
     if (error != 0) {
-      (void)!::ftruncate(target, oldSize);
+      (void)TruncateRetrying(target, oldSize);
       return error;
     }
   }
   error = CopyRest(m_fd.Get(), target);
-  if (error == 0 && ::ftruncate(target, newSize) != 0) error = errno;
+  if (error == 0) error = TruncateRetrying(target, newSize);
   if (error == 0) error = SyncRetrying(target);
   if (error != 0 && isKept && ::lseek(old.Get(), 0, SEEK_SET) == 0 &&
       ::lseek(target, 0, SEEK_SET) == 0) {
     // The first failure is what the caller learns; this one only could not be made good.
-    if (CopyRest(old.Get(), target) == 0) (void)!::ftruncate(target, oldSize);
+    if (CopyRest(old.Get(), target) == 0) (void)TruncateRetrying(target, oldSize);
   }
   const int closeError = m_targetFd.Close();
   return error != 0 ? error : closeError;

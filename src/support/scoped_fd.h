@@ -6,9 +6,12 @@
 
 #include <unistd.h>
 
+#include "support/uncancelled.h"
+
 namespace bix::impl {
 
-/// Closes its descriptor at the end of the scope and leaves `errno` as it was.
+/// Closes its descriptor at the end of the scope and leaves `errno` as it was. No thread is cancelled
+/// in the closing: it would leave the descriptor open, and the process could not go on.
 class ScopedFd {
  public:
   explicit ScopedFd(int fd = -1) : m_fd(fd) {}
@@ -35,6 +38,7 @@ class ScopedFd {
   void Reset(int fd = -1) {
     if (m_fd >= 0) {
       const int error = errno;
+      const Uncancelled uncancelled;
       // Nothing is lost with the result: who has written asks Close() for it.
       (void)::close(m_fd);
       errno = error;
@@ -45,6 +49,7 @@ class ScopedFd {
   /// Closes at once; 0, or the error number of `close`. The descriptor is gone either way.
   int Close() {
     const int fd = Release();
+    const Uncancelled uncancelled;
     // An interrupted close has released the descriptor all the same, it must not be repeated.
     return fd < 0 || ::close(fd) == 0 || errno == EINTR ? 0 : errno;
   }

@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <functional>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include "bix/optionfile.h"
 #include "bix/options.h"
@@ -193,6 +195,41 @@ TEST_P(SaveFaults, ShortWritesAreContinued) {
   EXPECT_EQ(0, result);
   EXPECT_EQ(New(true), Listing(place.directory.Path()));
   EXPECT_GT(writes, 150u);
+}
+
+TEST_P(SaveFaults, AThreadThatIsCancelledAtAnyCallLeavesTheOldFileOrTheWholeNewOne) {
+  struct Job {
+    std::function<int()> save;
+    std::size_t number;
+  };
+  for (const bool hasOld : {true, false}) {
+    const std::size_t count = CallsOfASave(hasOld).size();
+    int cancelled = 0;
+    for (std::size_t number = 1; number <= count; ++number) {
+      SCOPED_TRACE(number);
+      Place place(GetParam(), hasOld);
+      Job job{GetParam().prepare(place.target), number};
+      const std::set<int> descriptors = OpenDescriptors();
+      pthread_t thread;
+      const auto run = [](void* data) -> void* {
+        const Job& toDo = *static_cast<const Job*>(data);
+        SystemFaults faults;
+        faults.CancelAtCall(toDo.number);
+        (void)toDo.save();  // what is left of it is looked at
+        return nullptr;
+      };
+      ASSERT_EQ(0, pthread_create(&thread, nullptr, run, &job));
+      void* result = nullptr;
+      ASSERT_EQ(0, pthread_join(thread, &result));
+      if (result == PTHREAD_CANCELED) ++cancelled;
+      const Files left = Listing(place.directory.Path());
+      EXPECT_TRUE(left == New(hasOld) || (result == PTHREAD_CANCELED && left == Old(hasOld)))
+          << testing::PrintToString(left);
+      EXPECT_EQ(descriptors, OpenDescriptors());
+      EXPECT_EQ(0, job.save());
+    }
+    EXPECT_GT(cancelled, 5);
+  }
 }
 
 TEST_P(SaveFaults, ADiskThatIsFullInTheMiddleOfAWriteLeavesTheOldFile) {

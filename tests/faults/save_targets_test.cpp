@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <future>
+#include <set>
 
 #include <fcntl.h>
 #include <sched.h>
@@ -267,6 +268,54 @@ TEST_P(SaveTargets, AFailureWhileWritingInPlacePutsTheOldBytesBack) {
   });
   ASSERT_EQ(0, chmod(m_directory.Path().c_str(), 0755));
   EXPECT_EQ(1u, Listing(m_directory.Path()).size());
+}
+
+TEST_P(SaveTargets, InterruptedCallsAreRepeatedAlsoWhileWritingInPlace) {
+  WriteOld(m_target);
+  ASSERT_EQ(0, chmod(m_target.c_str(), 0666));
+  ASSERT_EQ(0, chmod(m_directory.Path().c_str(), 0555));
+  RunInChild(User::kOrdinary, [&] {
+    std::vector<std::string> calls;
+    {
+      const auto save = GetParam().prepare(m_target);
+      SystemFaults faults;
+      EXPECT_EQ(0, save());
+      calls = faults.Calls();
+    }
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+      const std::string function = calls[i].substr(0, calls[i].find(' '));
+      const std::set<std::string> interrupted = {"open",  "read",  "write",           "fsync",
+                                                 "close", "flock", "posix_fallocate", "ftruncate"};
+      if (interrupted.count(function) == 0) continue;
+      SCOPED_TRACE(calls[i]);
+      WriteOld(m_target);
+      const auto save = GetParam().prepare(m_target);
+      int result;
+      {
+        SystemFaults faults;
+        faults.FailCall(i + 1, EINTR);
+        result = save();
+      }
+      EXPECT_EQ(0, result);
+      EXPECT_TRUE(ReadWholeFile(m_target) == GetParam().newText);
+    }
+  });
+  ASSERT_EQ(0, chmod(m_directory.Path().c_str(), 0755));
+}
+
+TEST_P(SaveTargets, AFileThatIsMountedAloneIsWrittenInPlace) {
+  if (!HasSmallFileSystems(m_directory.Path())) GTEST_SKIP() << kNoMounts;
+  RunInChild(User::kSame, [&] {
+    ASSERT_TRUE(MountSmallFileSystem(m_directory.Path()));
+    const std::string elsewhere = m_directory / "elsewhere";
+    WriteOld(elsewhere);
+    WriteWholeFile(m_target, "");
+    ASSERT_EQ(0, mount(elsewhere.c_str(), m_target.c_str(), nullptr, MS_BIND, nullptr));
+    EXPECT_EQ(0, Save(m_target));
+    EXPECT_EQ((Files{{"elsewhere", InShort(GetParam().newText)},
+                     {"user.tot", InShort(GetParam().newText)}}),
+              Listing(m_directory.Path()));
+  });
 }
 
 TEST_P(SaveTargets, AFileOfAnotherOwnerInAStickyDirectoryIsWrittenInPlace) {

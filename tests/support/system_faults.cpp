@@ -11,6 +11,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -83,6 +84,8 @@ void SystemFaults::FailAll(const std::string& beginning, int error) {
 
 void SystemFaults::KillAtCall(std::size_t number) { m_killingCall = number; }
 
+void SystemFaults::CancelAtCall(std::size_t number) { m_cancellingCall = number; }
+
 void SystemFaults::WatchDescriptors() {
   t_faults = nullptr;  // the look around is no call of the test
   for (int fd = 3; fd < 256; ++fd) {
@@ -100,6 +103,7 @@ int SystemFaults::Note(const char* function, const std::string& name) {
   m_calls.push_back(std::string(function) + " " + name);
   if (m_isWatching) NoteInheritable();
   if (m_calls.size() == m_killingCall) ::kill(::getpid(), SIGKILL);
+  if (m_calls.size() == m_cancellingCall) ::pthread_cancel(::pthread_self());
   if (m_calls.size() == m_failingCall) return m_error;
   for (const auto& [beginning, error] : m_failingBeginnings) {
     if (m_calls.back().rfind(beginning, 0) == 0) return error;

@@ -40,6 +40,9 @@ class SystemFaults {
   void FailAll(const std::string& beginning, int error);
   /// The call of this number ends the process with SIGKILL before it does anything.
   void KillAtCall(std::size_t number);
+  /// At the call of this number the thread is told to end: at that call or at the next one at which
+  /// threads are cancelled.
+  void CancelAtCall(std::size_t number);
   /// Every read and write moves at most this many bytes.
   void Shorten(std::size_t bytes);
   /// Every write moves at most this many bytes, and reads are whole.
@@ -78,6 +81,7 @@ class SystemFaults {
   std::size_t m_failingCall = 0;
   int m_error = 0;
   std::size_t m_killingCall = 0;
+  std::size_t m_cancellingCall = 0;
   std::vector<std::pair<std::string, int>> m_failingBeginnings;
   bool m_skipsPauses = false;
   int m_skippedPauses = 0;
