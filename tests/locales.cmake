@@ -4,7 +4,7 @@ find_program(BIX_LOCALEDEF localedef REQUIRED)
 set(BIX_TEST_LOCALES ${CMAKE_BINARY_DIR}/locales)
 
 set(locale_stamps)
-foreach(locale de_DE.ISO-8859-1 ja_JP.EUC-JP)
+foreach(locale de_DE.ISO-8859-1 ja_JP.EUC-JP zh_HK.BIG5-HKSCS)
   string(REPLACE "." ";" parts ${locale})
   list(GET parts 0 language)
   list(GET parts 1 charmap)

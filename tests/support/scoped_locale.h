@@ -13,6 +13,7 @@ namespace bix_test {
 inline constexpr const char* kUtf8Locale = "C.UTF-8";
 inline constexpr const char* kLatin1Locale = "de_DE.ISO-8859-1";
 inline constexpr const char* kEucJpLocale = "ja_JP.EUC-JP";
+inline constexpr const char* kBig5HkscsLocale = "zh_HK.BIG5-HKSCS";
 
 /// Sets every category; throws when the system does not have the locale. The locales that the build
 /// made are found without help from the environment.

@@ -16,6 +16,7 @@ using bix::ANSIString;
 using bix::SString;
 using bix::UTF8String;
 using bix::WString;
+using bix_test::kBig5HkscsLocale;
 using bix_test::kEucJpLocale;
 using bix_test::kLatin1Locale;
 using bix_test::kUtf8Locale;
@@ -99,6 +100,27 @@ TEST(WideFromBytes, FollowsTheEucJpLocale) {
       "a\xC6\xFC\xCB\xDC"
       "b",
       ANSIString(WString(L"a\u65E5\u672Cb")));
+}
+
+TEST(WideFromBytes, OneSequenceMayStandForTwoUnits) {
+  ScopedLocale locale(kBig5HkscsLocale);
+  EXPECT_EQ(L"A\u00CA\u0304B", WString("A\x88\x62"
+                                       "B"));
+  EXPECT_EQ(L"A\u00CA\u0304B", WString(ANSIString("A\x88\x62"
+                                                  "B")));
+  EXPECT_EQ(L"\u00CA\u0304\u00CA\u0304x", WString("\x88\x62\x88\x62x"));
+  EXPECT_EQ(L"\u00CA\u0304x", WString("\x88\x62\xFFx"));  // also in front of an invalid byte
+  EXPECT_EQ(
+      "A\x88\x62"
+      "B",
+      SString(L"A\u00CA\u0304B"));
+}
+
+// The reading ends with the bytes, whatever the system has still at hand.
+TEST(WideFromBytesCompat, TheSecondUnitOfTheLastSequenceIsDropped) {
+  ScopedLocale locale(kBig5HkscsLocale);
+  EXPECT_EQ(L"A\u00CA", WString("A\x88\x62"));
+  EXPECT_EQ(2, bix::UnixMultiByteToWideChar(nullptr, nullptr, "A\x88\x62"));
 }
 
 TEST(WideFromBytes, FollowsTheCLocale) {
@@ -221,11 +243,12 @@ TEST(AnsiFromUtf8, DropsInvalidBytesOnTheWay) {
 /// The conversion as it is defined: one character after the other.
 std::wstring OneByOne(const std::string& bytes) {
   std::wstring result;
+  std::mbstate_t state{};
   for (std::size_t at = 0; at < bytes.size() && bytes[at] != 0;) {
-    std::mbstate_t state{};
     wchar_t unit;
     const std::size_t used = std::mbrtowc(&unit, bytes.data() + at, bytes.size() - at, &state);
     if (used == static_cast<std::size_t>(-1) || used == static_cast<std::size_t>(-2)) {
+      state = {};
       ++at;
     } else {
       result += unit;
@@ -266,8 +289,9 @@ TEST(WideFromBytes, LongTextsAreReadCharacterByCharacter) {
                                           "\xE2\x82\xAC\xE2",
                                           "\xF0\x9F",
                                           "\xC6\xFC",
+                                          "\x88\x62",
                                           "\x8F\xB0\xA1"};
-  for (const char* name : {kUtf8Locale, kLatin1Locale, kEucJpLocale, "C"}) {
+  for (const char* name : {kUtf8Locale, kLatin1Locale, kEucJpLocale, kBig5HkscsLocale, "C"}) {
     ScopedLocale locale(name);
     for (const std::string& text : LongTexts(parts)) {
       const std::wstring want = OneByOne(text);
