@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -68,10 +69,34 @@ bool ResolveReferences(const SString& text, std::size_t conversionCount, Reorder
   return true;
 }
 
-/// How many words the format may take: one for each conversion and each '*'.
-std::size_t CountTakenWords(const ReorderedFormat& reordered) {
-  return reordered.order.size() + static_cast<std::size_t>(std::count(reordered.format.begin(),
-                                                                      reordered.format.end(), '*'));
+/// How many words the format may read, whichever platform it is: one for each "*", and for each
+/// conversion one or, of a floating or longer number, as many as the longest takes.
+std::size_t CountReadWords(const std::string& format) {
+  constexpr std::size_t kWidest = 4;
+  std::size_t count = 0;
+  const char* cursor = format.c_str();
+  while ((cursor = std::strchr(cursor, '%')) != nullptr) {
+    if (*++cursor == '%') {
+      ++cursor;
+      continue;
+    }
+    std::size_t number = 0;
+    bool isWide = false;
+    for (; *cursor != '\0' && std::strchr("#-+ '.*$0123456789hlLqjzZtINF", *cursor); ++cursor) {
+      if (*cursor >= '0' && *cursor <= '9') {
+        number = std::min<std::size_t>(number * 10 + static_cast<std::size_t>(*cursor - '0'),
+                                       kAllWords + 1);
+        continue;
+      }
+      if (*cursor == '*') ++count;
+      if (*cursor == '$') count += number;  // printf() reads all arguments up to that one
+      if (std::strchr("LqjF", *cursor) || (*cursor == 'l' && cursor[1] == 'l')) isWide = true;
+      number = 0;
+    }
+    if (*cursor != '\0' && std::strchr("aAeEfgG", *cursor)) isWide = true;
+    count += isWide ? kWidest : 1;
+  }
+  return count;
 }
 
 template <std::size_t... I>
@@ -122,9 +147,10 @@ int SString::FormatI18n(unsigned id, ...) {
   const std::size_t conversionCount = CountConversions(text);
   ReorderedFormat reordered;
   if (!ResolveReferences(text, conversionCount, reordered)) return -1;
-  // CHOICE(i18n-too-many): a text with more conversions than there are zeros to read is refused.
-  // Test: FormatI18n.RefusesTextsWithTooManyConversions
-  if (CountTakenWords(reordered) > kAllWords) return -1;
+  // CHOICE(i18n-too-many): a text that would read more words than there are zeros is refused.
+  // Tests: FormatI18n.RefusesTextsWithTooManyConversions,
+  // FormatI18n.RefusesTextsThatReadBehindTheWords
+  if (CountReadWords(reordered.format) > kAllWords) return -1;
 
   // One machine word each, so that a pointer fits on every platform.
   std::array<long, kPassedWords> given{};

@@ -108,6 +108,8 @@ TEST_F(FormatI18n, ReordersTheArguments) {
   EXPECT_EQ("cba", text);
   text.FormatI18n(Add("%$2-4s|%$1+05d|"), 7, "x");
   EXPECT_EQ("x   |+0007|", text);
+  text.FormatI18n(Add("%$105d"), 7);
+  EXPECT_EQ("00007", text);
   text.FormatI18n(Add("%$9d%$8d%$7d%$6d%$5d%$4d%$3d%$2d%$1d"), 1, 2, 3, 4, 5, 6, 7, 8, 9);
   EXPECT_EQ("987654321", text);
 }
@@ -168,6 +170,33 @@ TEST_F(FormatI18n, RefusesTextsWithTooManyConversions) {
   const std::string longer = format + "%d";
   EXPECT_EQ(-1, text.FormatI18n(Add(longer.c_str()), 1, 2, 3, 4, 5, 6, 7, 8, 9));
   EXPECT_EQ("", text);
+}
+
+TEST_F(FormatI18n, CountsAStarOnlyInAConversion) {
+  const std::string line(100, '*');
+  SString text;
+  EXPECT_EQ(101 + 1 + 2 + 32, text.FormatI18n(Add((line + "\n%s: %d").c_str()), "x", 7));
+  EXPECT_EQ(line + "\nx: 7", text);
+}
+
+TEST_F(FormatI18n, RefusesTextsThatReadBehindTheWords) {
+  const auto times = [](int count, const std::string& part) {
+    std::string all;
+    for (int i = 0; i < count; ++i) all += part;
+    return all;
+  };
+  // A floating or longer number may take several words. The last two are of printf() itself.
+  const std::string formats[] = {times(17, "%Lf"),  times(17, "%f"),  times(17, "%F "),
+                                 times(17, "%lld"), times(33, "%*d"), times(22, "%*.*d"),
+                                 "%65$d",           "%*65$d"};
+  for (const std::string& format : formats) {
+    SCOPED_TRACE(format);
+    SString text("before");
+    EXPECT_EQ(-1, text.FormatI18n(Add(format.c_str()), 1, 2, 3, 4, 5, 6, 7, 8, 9));
+    EXPECT_EQ("", text);
+  }
+  SString text;
+  EXPECT_EQ(32 * 32, text.FormatI18n(Add(times(32, "%*d").c_str()), 1, 2, 3, 4, 5, 6, 7, 8, 9));
 }
 
 TEST_F(FormatI18nCompat, ClearsTheStringFirst) {
