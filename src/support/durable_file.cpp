@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "support/above_standard.h"
+#include "support/without_sigpipe.h"
 
 namespace bix::impl {
 
@@ -315,6 +316,7 @@ int DurableFile::AppendLine(std::string_view line) {
   text.append(line).append(1, '\n');
   const int fd = m_targetFd.Get();
   const bool isRegular = S_ISREG(m_targetStatus.st_mode);
+  const WithoutSigpipe noSignal;  // the reader of a fifo may leave
   int error = WriteWhole(fd, text.data(), text.size());
   if (error == 0 && isRegular) error = SyncRetrying(fd);
   // Half a line would become one with the next that is appended.
@@ -427,6 +429,7 @@ int DurableFile::WriteInPlace() {
   if (::lseek(m_fd.Get(), 0, SEEK_SET) < 0) return errno;
   const int target = m_targetFd.Get();
   if (!S_ISREG(m_targetStatus.st_mode)) {
+    const WithoutSigpipe noSignal;  // the reader of a fifo may leave
     const int error = CopyRest(m_fd.Get(), target);
     const int closeError = m_targetFd.Close();
     return error != 0 ? error : closeError;

@@ -8,6 +8,8 @@
 
 #include <pthread.h>
 
+#include "support/uncancelled.h"
+
 namespace bix::impl {
 
 /// Keeps SIGPIPE from this thread for the length of a scope, and takes back the one that the call in
@@ -29,6 +31,7 @@ class WithoutSigpipe {
   ~WithoutSigpipe() {
     const int error = errno;
     if (m_mayBeRaised && !m_wasPending) {
+      const Uncancelled uncancelled;  // to be cancelled within a destructor would end the process
       const timespec none = {};
       while (::sigtimedwait(&m_sigpipe, nullptr, &none) < 0 && errno == EINTR) {
       }

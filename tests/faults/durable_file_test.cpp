@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
@@ -61,6 +62,30 @@ TEST_F(DurableFiles, NewBytesForADeviceCanBeReadBackToo) {
   ASSERT_EQ(0, file.Finish());
   EXPECT_EQ("new", ReadWholeFile(file.GetTemporaryName()));
   EXPECT_EQ(0, file.Commit());
+}
+
+TEST_F(DurableFiles, AReaderThatLeavesIsAFailureAndNoSignal) {
+  ASSERT_EQ(0, mkfifo(m_target.c_str(), 0600));
+  for (const bool appends : {false, true}) {
+    SCOPED_TRACE(appends);
+    EXPECT_EQ(0, SignalOfChild([&] {
+                bix::impl::ScopedFd reader(open(m_target.c_str(), O_RDONLY | O_NONBLOCK));
+                DurableFile file(m_target.c_str());
+                const auto save = [&] {
+                  if (appends) {
+                    if (const int error = file.OpenToAppend()) return error;
+                    reader.Reset();
+                    return file.AppendLine("new");
+                  }
+                  if (const int error = file.Open()) return error;
+                  std::fputs("new", file.GetStream());
+                  if (const int error = file.Finish()) return error;
+                  reader.Reset();
+                  return file.Commit();
+                };
+                if (save() != EPIPE) std::abort();
+              }));
+  }
 }
 
 TEST_F(DurableFiles, WhatIsNotCommittedIsDropped) {

@@ -197,39 +197,55 @@ TEST_P(SaveFaults, ShortWritesAreContinued) {
   EXPECT_GT(writes, 150u);
 }
 
-TEST_P(SaveFaults, AThreadThatIsCancelledAtAnyCallLeavesTheOldFileOrTheWholeNewOne) {
+/// Saves in a thread that is told to end at the call of this number. Whether it was cancelled.
+bool IsCancelledAt(std::size_t number, const std::function<int()>& save) {
   struct Job {
-    std::function<int()> save;
     std::size_t number;
+    const std::function<int()>& save;
   };
+  Job job{number, save};
+  const auto run = [](void* data) -> void* {
+    const Job& toDo = *static_cast<const Job*>(data);
+    SystemFaults faults;
+    faults.CancelAtCall(toDo.number);
+    (void)toDo.save();  // what is left of it is looked at
+    return nullptr;
+  };
+  pthread_t thread;
+  EXPECT_EQ(0, pthread_create(&thread, nullptr, run, &job));
+  void* result = nullptr;
+  EXPECT_EQ(0, pthread_join(thread, &result));
+  return result == PTHREAD_CANCELED;
+}
+
+TEST_P(SaveFaults, AThreadThatIsCancelledAtAnyCallLeavesTheOldFileOrTheWholeNewOne) {
   for (const bool hasOld : {true, false}) {
     const std::size_t count = CallsOfASave(hasOld).size();
     int cancelled = 0;
     for (std::size_t number = 1; number <= count; ++number) {
       SCOPED_TRACE(number);
       Place place(GetParam(), hasOld);
-      Job job{GetParam().prepare(place.target), number};
+      const std::function<int()> save = GetParam().prepare(place.target);
       const std::set<int> descriptors = OpenDescriptors();
-      pthread_t thread;
-      const auto run = [](void* data) -> void* {
-        const Job& toDo = *static_cast<const Job*>(data);
-        SystemFaults faults;
-        faults.CancelAtCall(toDo.number);
-        (void)toDo.save();  // what is left of it is looked at
-        return nullptr;
-      };
-      ASSERT_EQ(0, pthread_create(&thread, nullptr, run, &job));
-      void* result = nullptr;
-      ASSERT_EQ(0, pthread_join(thread, &result));
-      if (result == PTHREAD_CANCELED) ++cancelled;
+      const bool isCancelled = IsCancelledAt(number, save);
+      if (isCancelled) ++cancelled;
       const Files left = Listing(place.directory.Path());
-      EXPECT_TRUE(left == New(hasOld) || (result == PTHREAD_CANCELED && left == Old(hasOld)))
+      EXPECT_TRUE(left == New(hasOld) || (isCancelled && left == Old(hasOld)))
           << testing::PrintToString(left);
       EXPECT_EQ(descriptors, OpenDescriptors());
-      EXPECT_EQ(0, job.save());
+      EXPECT_EQ(0, save());
     }
     EXPECT_GT(cancelled, 5);
   }
+}
+
+TEST_P(SaveFaults, AThreadThatIsCancelledWhileItSavesToADeviceEndsAlone) {
+  const std::set<int> descriptors = OpenDescriptors();
+  bool isCancelled = true;
+  std::size_t number = 0;
+  while (isCancelled) isCancelled = IsCancelledAt(++number, GetParam().prepare("/dev/null"));
+  EXPECT_GT(number, 5u);
+  EXPECT_EQ(descriptors, OpenDescriptors());
 }
 
 TEST_P(SaveFaults, ADiskThatIsFullInTheMiddleOfAWriteLeavesTheOldFile) {

@@ -464,6 +464,16 @@ TEST_F(SettingsTargets, ADirectoryInPlaceOfTheFileIsReported) {
 
 TEST_F(SettingsTargets, AFullDeviceIsReported) { EXPECT_EQ(ENOSPC, m_file.Save("/dev/full")); }
 
+TEST_F(SettingsTargets, ADeviceThatFailsToCloseIsReported) {
+  int result;
+  {
+    SystemFaults faults;
+    faults.FailAll("close null", EIO);
+    result = m_file.Save("/dev/null");
+  }
+  EXPECT_EQ(EIO, result);
+}
+
 TEST_F(SettingsTargets, AFifoGetsTheBytes) {
   const std::string fifo = m_directory / "fifo";
   ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
