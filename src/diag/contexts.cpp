@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "support/above_standard.h"
+#include "support/uncancelled.h"
 
 // Static storage
 bix::CErrorContext* _QelCurrentErrorCtx = nullptr;
@@ -21,6 +22,7 @@ std::FILE* OpenNamed(const SString& name) {
 // COMPAT(context-keeps-stream): a stream that the host has handed in stays open.
 // Test: FileContextCompat.AStreamIsNotClosed
 void CloseNamed(const SString& name, std::FILE* file) {
+  const impl::Uncancelled uncancelled;  // to be cancelled within a destructor would end the process
   if (!name.empty() && file != nullptr) (void)std::fclose(file);  // nobody left to tell
 }
 

@@ -18,6 +18,7 @@
 
 #include "support/above_standard.h"
 #include "support/scoped_fd.h"
+#include "support/uncancelled.h"
 
 namespace bix {
 namespace {
@@ -131,6 +132,7 @@ void Socket::Close() {
   // by no copy. Test: SocketCloseCompat.TheNumberIsNotTouchedAgain
   if (m_shared->isClosed) return;
   m_shared->isClosed = true;
+  const impl::Uncancelled uncancelled;  // the last copy closes within its destructor
   if (m_descriptor >= 0) (void)::close(m_descriptor);
 }
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "support/above_standard.h"
+#include "support/uncancelled.h"
 
 namespace bix {
 namespace {
@@ -68,6 +69,8 @@ bool SFileStreamBuffer::IsGood() const {
 
 void SFileStreamBuffer::WritePending() {
   if (!IsWriting()) return;
+  // Mostly within a destructor, where to be cancelled would end the process.
+  const impl::Uncancelled uncancelled;
   // Nobody is left to be told: see COMPAT(file-stream-short-write).
   (void)std::fwrite(pbase(), 1, static_cast<std::size_t>(pptr() - pbase()), m_file);
   ResetPutArea();

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/cancelled_thread.h"
 #include "support/temp_directory.h"
 
 namespace {
@@ -194,6 +195,17 @@ TEST(FileContext, ItsNamedFileIsClosedAndNotInherited) {
     EXPECT_EQ(inheritable, CountInheritable());
   }
   EXPECT_EQ(open, CountOpen());
+}
+
+TEST(FileContext, ItsNamedFileIsWrittenInAThreadThatIsToBeCancelledToo) {
+  const TempDirectory directory;
+  const std::string name = directory / "errors";
+  EXPECT_FALSE(bix_test::IsCancelledIn([&name] {
+    CFileErrorContext errors(name.c_str());
+    errors << "message";
+    bix_test::CancelThisThread();
+  }));
+  EXPECT_EQ("message", ReadWholeFile(name));
 }
 
 TEST(BufferContextCompat, MessagesAreEntriesButNotErrors) {

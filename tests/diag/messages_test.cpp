@@ -9,9 +9,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <unistd.h>
 
+#include "support/cancelled_thread.h"
 #include "support/captured_output.h"
 #include "support/recording_handler.h"
 #include "support/scoped_environment.h"
@@ -373,22 +373,6 @@ TEST(MessageChannel, DeliversToHandlerConsoleAndLogInThisOrder) {
             handler.seen);
 }
 
-/// Runs `function` in a thread that has been told to end, and waits for that. Whether it was
-/// cancelled: it ends at its first call of the system that may block.
-template <class Function>
-bool IsCancelledIn(Function function) {
-  pthread_t thread;
-  const auto run = [](void* body) -> void* {
-    pthread_cancel(pthread_self());
-    (*static_cast<Function*>(body))();
-    return nullptr;
-  };
-  EXPECT_EQ(0, pthread_create(&thread, nullptr, run, &function));
-  void* result = nullptr;
-  EXPECT_EQ(0, pthread_join(thread, &result));
-  return result == PTHREAD_CANCELED;
-}
-
 TEST(MessageChannel, AThreadThatIsCancelledWhileItPrintsEndsAlone) {
   for (const CMsgOut::MessageKind kind : {CMsgOut::Normal, CMsgOut::Error}) {
     SCOPED_TRACE(kind);
@@ -397,9 +381,10 @@ TEST(MessageChannel, AThreadThatIsCancelledWhileItPrintsEndsAlone) {
     std::string shown;
     {
       bix_test::CapturedDescriptor console(kind == CMsgOut::Normal ? 1 : 2);
-      isCancelled =
-          IsCancelledIn([&channel] { channel << "in the thread" << bix::endl
-                                             << bix::flush; });
+      isCancelled = bix_test::IsCancelledIn([&channel] {
+        bix_test::CancelThisThread();
+        channel << "in the thread" << bix::endl << bix::flush;
+      });
       channel << "after it" << bix::endl << bix::flush;
       shown = console.Text();
     }
@@ -413,7 +398,11 @@ TEST(MessageChannel, EndsWholeInAThreadThatIsToBeCancelled) {
   std::string shown;
   {
     bix_test::CapturedDescriptor console(2);
-    isCancelled = IsCancelledIn([] { CMsgOut(CMsgOut::Error) << "left"; });
+    isCancelled = bix_test::IsCancelledIn([] {
+      CMsgOut channel(CMsgOut::Error);
+      channel << "left";
+      bix_test::CancelThisThread();
+    });
     shown = console.Text();
   }
   EXPECT_FALSE(isCancelled);

@@ -27,6 +27,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "support/cancelled_thread.h"
+
 namespace bix_test {
 namespace {
 
@@ -291,6 +293,15 @@ TEST(SocketCopies, TheLastOneClosesTheDescriptorOnce) {
   first.reset();
   EXPECT_TRUE(IsOpen(fd));
   third.reset();
+  EXPECT_FALSE(IsOpen(fd));
+}
+
+TEST(SocketCopies, TheLastOneClosesInAThreadThatIsToBeCancelledToo) {
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  EXPECT_FALSE(IsCancelledIn([fd] {
+    const Socket last(fd);
+    CancelThisThread();
+  }));
   EXPECT_FALSE(IsOpen(fd));
 }
 

@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "support/cancelled_thread.h"
 #include "support/temp_directory.h"
 #include "uri/counted_stdio.h"
 
@@ -23,7 +24,9 @@ namespace {
 using bix::SFile2IstreamAdapter;
 using bix::SFile2OstreamAdapter;
 using bix::SFileStreamBuffer;
+using bix_test::CancelThisThread;
 using bix_test::CountedStdio;
+using bix_test::IsCancelledIn;
 using bix_test::ReadWholeFile;
 using bix_test::TempDirectory;
 using bix_test::WriteWholeFile;
@@ -220,6 +223,18 @@ TEST(FileStreams, DestructionWritesWhatIsPending) {
     out << "pending";
     EXPECT_EQ(0u, SizeOf(file));
   }
+  EXPECT_EQ("pending", ReadWholeFile(file));
+}
+
+TEST(FileStreams, DestructionWritesInAThreadThatIsToBeCancelledToo) {
+  const TempDirectory directory;
+  const std::string file = directory / "file";
+  EXPECT_FALSE(IsCancelledIn([&file] {
+    SFile2OstreamAdapter out;
+    out.open(file, 0);
+    out << "pending";
+    CancelThisThread();
+  }));
   EXPECT_EQ("pending", ReadWholeFile(file));
 }
 
