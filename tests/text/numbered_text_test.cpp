@@ -223,6 +223,9 @@ TEST_F(FormatI18nCompat, WordsBehindTheLastAreZero) {
   EXPECT_EQ("1234567890(null)", text);
   text.FormatI18n(Add("%$9d %d %d %d %d %d %d %d %s"), 1, 2, 3, 4, 5, 6, 7, 8, 9);
   EXPECT_EQ("9 0 0 0 0 0 0 0 (null)", text);
+  // Floating values travel apart from words on some platforms, and are no arguments here.
+  text.FormatI18n(Add("%g %g %g %g %g %g %g %g"), 0L, 0L, 0L, 0L, 0L, 0L, 0L, 0L);
+  EXPECT_EQ("0 0 0 0 0 0 0 0", text);
   // One word is taken for the conversion, and "*" is the first to read one.
   text.FormatI18n(Add("%*d"), 3, 5);
   EXPECT_EQ("  0", text);
