@@ -4,6 +4,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "bix/registry.h"
 #include "bix/settingsfile.h"
@@ -95,6 +96,28 @@ TEST(RegistryMemory, SetAttributesThatFailsLeavesThemToTheCaller) {
     EXPECT_EQ(20, key.GetAttributeList()->GetCount());
   }
   EXPECT_EQ(before, LiveAllocations());
+}
+
+TEST(RegistryMemory, ASaveThatFailsLeavesTheOldFileAndNothingBesideIt) {
+  bix_test::Directory directory;
+  const std::string path = directory.Write("a.tot", "old");
+  CRgFile file(nullptr);
+  // Deeper than the calls of Dump are nested, with paths longer than a piece on the stack.
+  std::string key = "A";
+  for (int i = 0; i < 100; ++i) key += "/" + std::string(20, 'k');
+  file.SetValue(key.c_str(), "n", std::string(100'000, 'v').c_str());
+  const int descriptor = dup(0);
+  const int failures = FailEachAllocation([&] { EXPECT_EQ(0, file.Save(path.c_str())); },
+                                          [&] {
+                                            EXPECT_EQ("old", bix_test::ReadWhole(path));
+                                            EXPECT_NE(0, access((path + "~").c_str(), F_OK));
+                                            const int next = dup(0);
+                                            EXPECT_EQ(descriptor + 1, next);
+                                            close(next);
+                                          });
+  close(descriptor);
+  EXPECT_GT(failures, 8);
+  EXPECT_EQ(0, CRgFile(nullptr).Merge(path.c_str()));
 }
 
 }  // namespace

@@ -364,6 +364,8 @@ TEST(FormatBoundCompat, CapitalLReadsALongDouble) {
   EXPECT_EQ(Good("1.5 x", 130), Format("%Lg %s", 1.5L, "x"));
   EXPECT_EQ(Good("1.500000e+00 x", 130), Format("%Le %s", 1.5L, "x"));
   EXPECT_EQ(Good("1.5 1000000.500000", 143), Format("%Lg %Lf", 1.5L, 1000000.5L));
+  // To printf() "ll" says the same.
+  EXPECT_EQ(Good("1.500000 1.5 x", 139), Format("%llf %llg %s", 1.5L, 1.5L, "x"));
 }
 
 TEST(FormatBoundCompat, SignsBeyondTheBoundFail) {
