@@ -296,7 +296,7 @@ void CMsgOut::Deliver() {
   ReportAssertDialog();
   m_buffer.str(std::string());
   // CHOICE(message-without-memory): a message that there was no memory for is cut off; the next one
-  // is whole again. Test: JavaFaults.WithoutMemoryForTheReportJavaGetsItsOwnError
+  // is whole again. Test: MessagesWithoutMemory.ThatAreCutOffLeaveTheNextOneWhole
   m_buffer.clear();
   // CHOICE(output-done-to-current): a handler may have pushed or popped one: whoever is installed
   // now is told. Test: MessageChannel.AHandlerThatPushesAnotherHandsTheEndOfTheFlushToIt

@@ -39,6 +39,19 @@ TEST(MessagesWithoutMemory, GoPastTheHandlerToTheConsole) {
             handler.calls);
 }
 
+TEST(MessagesWithoutMemory, ThatAreCutOffLeaveTheNextOneWhole) {
+  std::string shown;
+  {
+    CapturedDescriptor console(2);
+    CMsgOut channel(CMsgOut::Error);
+    FailAllocation(0, [&] { channel << kText.c_str() << bix::flush; });
+    EXPECT_GT(kText.size(), console.Text().size());
+    channel << "/" << kText.c_str() << bix::flush;
+    shown = console.Text();
+  }
+  EXPECT_EQ("/" + kText, shown.substr(shown.find('/')));
+}
+
 TEST(MessagesWithoutMemory, GoToTheLogThatIsOpen) {
   const TempDirectory directory;
   const std::string name = directory / "log";
