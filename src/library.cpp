@@ -19,6 +19,7 @@
 #endif
 #include "misc/marker_storage.h"
 #include "paths/compiled_filter.h"
+#include "registry/block_memory.h"
 #include "resources/directory_state.h"
 #include "resources/own_texts.h"
 #include "resources/resource_manager.h"
@@ -68,6 +69,9 @@ union KeptStyles {
   ~KeptStyles() {}
   impl::StyleRegistry registry;
 };
+
+/// Called behind the destructors of all static objects.
+[[gnu::destructor(101)]] void EndKeptBlocks() { impl::EndKeptBlocks(); }
 
 // The kinds of the live styles: changed by styles and kinds as they come and go.
 // CHOICE(styles-after-end): objects of a host that own styles may end after the library's, so the

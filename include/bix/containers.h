@@ -42,22 +42,27 @@ using SVector = std::vector<T>;
 
 namespace impl {
 
-struct ListNode {
-  ListNode* next;
-  ListNode* previous;
-  void* element;
+/// Room for the elements of a list, which follow it one behind the other. Behind the last of them
+/// stand a mark and the block itself.
+struct ListBlock {
+  ListBlock* next;
+  ListBlock* previous;
+  std::int32_t room;  // for so many elements
+  std::int32_t used;  // of them hold an element
+
+  void** Begin() { return reinterpret_cast<void**>(this + 1); }
 };
 
 /// What a list has while it is not empty.
 struct ListHead {
-  ListNode* first;
-  ListNode* last;
+  void** first;  // the place of the first element
   std::int32_t count;
 };
 
 /// What MList does, without the type of its elements. Nearly all lists of a settings tree are empty
-/// for good, so an empty one is a null pointer and no more. Nodes are made in blocks that grow with
-/// the list; a long list that is searched keeps a table of its elements.
+/// for good, so an empty one is a null pointer and no more. Long ones take one word for an element:
+/// a place stays where it is while its element is listed, and is a hole after that. A long list
+/// that is searched keeps a table of its elements.
 class BIX_EXPORT ListBase {
  public:
   ListBase() = default;
@@ -68,20 +73,38 @@ class BIX_EXPORT ListBase {
   }
 
   std::int32_t GetCount() const { return m_head != nullptr ? m_head->count : 0; }
-  ListNode* GetFirst() const { return m_head != nullptr ? m_head->first : nullptr; }
-  ListNode* Append(void* element);
-  ListNode* Find(const void* element) const;
-  ListNode* FindIndexed(const void* element);
-  void Remove(ListNode* node);
+  void** GetFirst() const { return m_head != nullptr ? m_head->first : nullptr; }
+  /// The place behind `place` that holds an element, or null.
+  void** GetNext(void** place) const {
+    for (++place;;) {
+      if (*place == Hole()) {
+        ++place;
+      } else if (*place != End()) {
+        return place;
+      } else {
+        ListBlock* const next = static_cast<ListBlock*>(place[1])->next;
+        if (next == nullptr) return nullptr;
+        place = next->Begin();
+      }
+    }
+  }
+  void** Append(void* element);
+  void** Find(const void* element) const;
+  void** FindIndexed(const void* element);
+  void Remove(void** place);
   void Clear();
 
  private:
+  // Marks that no element can be: places in the head, which only this list knows.
+  void* Hole() const { return &m_head->first; }
+  void* End() const { return &m_head->count; }
+
   ListHead* m_head = nullptr;
 };
 
 }  // namespace impl
 
-/// A doubly linked list of pointers, appended at the tail. Duplicates are allowed.
+/// A list of pointers, appended at the tail. Duplicates are allowed.
 template <class T>
 class MList {
   static_assert(std::is_pointer_v<T>, "MList holds pointers");
@@ -99,14 +122,12 @@ class MList {
   void* GetHeadPosition() const { return m_list.GetFirst(); }
   /// Returns the element at `position`, which is not null, and moves `position` to the next one.
   T GetNext(void*& position) const {
-    const impl::ListNode* node = static_cast<impl::ListNode*>(position);
-    position = node->next;
-    return static_cast<T>(node->element);
+    void** const place = static_cast<void**>(position);
+    position = m_list.GetNext(place);
+    return static_cast<T>(*place);
   }
   /// The element at `position`, which is not null.
-  T GetAt(void* position) const {
-    return static_cast<T>(static_cast<impl::ListNode*>(position)->element);
-  }
+  T GetAt(void* position) const { return static_cast<T>(*static_cast<void**>(position)); }
   /// The position of the first occurrence of `element`, or null.
   ///
   /// On a list that may be changed it makes a table of the elements once the list is long, so that
@@ -119,7 +140,7 @@ class MList {
     return m_list.Append(const_cast<void*>(static_cast<const void*>(element)));
   }
   /// Removes the entry at `position`, which is not null.
-  void RemoveAt(void* position) { m_list.Remove(static_cast<impl::ListNode*>(position)); }
+  void RemoveAt(void* position) { m_list.Remove(static_cast<void**>(position)); }
   /// Removes the first occurrence of `element`; false when there is none.
   bool Remove(T element) {
     void* position = Find(element);

@@ -61,10 +61,6 @@ class BIX_EXPORT COptRgValue : public CRgValue {
   /// True when the value carries the attribute "fixed" with the exact text "true".
   bool IsFixed() const;
 
-  static void* operator new(std::size_t size);
-  static void* operator new(std::size_t, void* place) noexcept { return place; }
-  static void operator delete(void* room, std::size_t size) noexcept;
-
  private:
   friend class CIncrSaveContext;
   friend class impl::NameIndex<COptRgValue>;

@@ -45,6 +45,10 @@ namespace bix {
 
 namespace impl {
 
+class LoadMemory;
+template <class Value>
+class InBlock;
+
 /// A table from the names of elements to the elements, which hold the names themselves.
 class BIX_EXPORT NameIndexBase {
  public:
@@ -208,12 +212,9 @@ class BIX_EXPORT CDefRgValue : public CRgValue {
   void SetType(RvType type) override;
   void SetValue(const char* value) override;
 
-  static void* operator new(std::size_t size);
-  static void* operator new(std::size_t, void* place) noexcept { return place; }
-  static void operator delete(void* room, std::size_t size) noexcept;
-
  private:
   friend class CDefRgKey;
+  friend class impl::InBlock<CDefRgValue>;
   friend class impl::NameIndex<CDefRgValue>;
 
   CDefRgValue(std::string_view name, std::string_view value);
@@ -333,14 +334,11 @@ class BIX_EXPORT CDefRgKey : public CRgKey {
   bool RemoveValue(CRgValue* value) override;
   void Empty() override;
 
-  static void* operator new(std::size_t size);
-  static void* operator new(std::size_t, void* place) noexcept { return place; }
-  static void operator delete(void* room, std::size_t size) noexcept;
-
   // For the library: the operations of this layer by names whose length is known.
   CRgKey* FindKeyByName(std::string_view name) const;
   CRgValue* FindValueByName(std::string_view name) const;
-  CRgValue* CreateTextValue(std::string_view name, std::string_view text);
+  CRgValue* CreateTextValue(std::string_view name, std::string_view text,
+                            impl::LoadMemory& memory);
 
  private:
   friend class impl::NameIndex<CDefRgKey>;

@@ -104,6 +104,7 @@ class BIX_EXPORT CRgLoader {
   int m_kind = 0;
   // Behind the fields that add-ins know.
   impl::SettingsInput* m_input = nullptr;
+  impl::LoadMemory* m_memory = nullptr;
   CRgKey* m_key = nullptr;
   CRgKey* m_lastKey = nullptr;
   CDefRgKey* m_plainKey = nullptr;  // m_key, when it is one of the default layer itself

@@ -21,6 +21,7 @@
 #include "bix/optionfile.h"
 #include "options/option_text.h"
 #include "options/read_back.h"
+#include "registry/load_memory.h"
 #include "support/runtime_type.h"
 #include "support/text_view.h"
 
@@ -44,7 +45,7 @@ std::uint32_t NextGeneration() {
 
 /// `value` when it is one of the option layer, which is nearly always exactly that; or null.
 COptRgValue* AsOptionValue(CRgValue* value) {
-  if (impl::IsExactly<COptRgValue>(*value)) return static_cast<COptRgValue*>(value);
+  if (impl::IsExactlyValue<COptRgValue>(*value)) return static_cast<COptRgValue*>(value);
   return impl::CastTo<COptRgValue>(value);
 }
 
@@ -178,7 +179,7 @@ COptRgValue* CIncrSaveContext::FindNext(COptRgKey& key, std::string_view name) {
   if (m_next == nullptr || &key != m_current) return nullptr;
   void* behind = m_next;
   CRgValue* const value = key.GetNextValue(behind);
-  if (!impl::IsExactly<COptRgValue>(*value)) return nullptr;
+  if (!impl::IsExactlyValue<COptRgValue>(*value)) return nullptr;
   auto* const found = static_cast<COptRgValue*>(value);
   if (found->GetIndexName() != name || found->m_savedIn == m_generation) return nullptr;
   m_next = behind;

@@ -30,14 +30,6 @@ COptRgValue::COptRgValue(const COption* option, const char* text)
 
 COptRgValue::~COptRgValue() = default;
 
-void* COptRgValue::operator new(std::size_t size) {
-  return size == sizeof(COptRgValue) ? impl::LoadMemory::Allocate(size) : ::operator new(size);
-}
-
-void COptRgValue::operator delete(void* room, std::size_t size) noexcept {
-  return size == sizeof(COptRgValue) ? impl::LoadMemory::Release(room) : ::operator delete(room);
-}
-
 const char* COptRgValue::GetName() const { return m_option->name; }
 
 const char* COptRgValue::GetValue() const { return m_text.c_str(); }
@@ -163,7 +155,8 @@ CRgValue* COptRgKey::CreateValue(const char* name, CRgValue::RvType type, const 
   const COption* option =
       m_category != nullptr ? m_category->GetOptionSet()->FindOption(name) : nullptr;
   if (option == nullptr) return nullptr;
-  auto made = std::make_unique<COptRgValue>(option, value);
+  std::unique_ptr<COptRgValue> made(
+      impl::MakeValue<COptRgValue>(impl::LoadMemory::GetCurrent(), option, value));
   try {
     if (attributes != nullptr)
       for (void* position = attributes->GetHeadPosition(); position != nullptr;)
@@ -190,7 +183,7 @@ bool COptRgKey::AddValue(CRgValue* value) {
   const std::string_view name = View(value->GetName());
   const bool hidesAnother = FindValueOf(name) != nullptr;
   bool isAdded;
-  if (impl::IsExactly<COptRgValue>(*value)) {
+  if (impl::IsExactlyValue<COptRgValue>(*value)) {
     m_plainValues.Reserve();
     isAdded = CRgKey::AddValue(value);
     m_plainValues.Set(static_cast<COptRgValue*>(value));

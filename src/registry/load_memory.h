@@ -1,26 +1,26 @@
 #ifndef BIX_SRC_REGISTRY_LOAD_MEMORY_H_
 #define BIX_SRC_REGISTRY_LOAD_MEMORY_H_
 
-/// Room for the many small objects that loading a settings file makes.
+/// Room for the many values that loading a settings file makes.
 ///
-/// While a LoadMemory exists, the keys and values that its thread makes stand side by side in
-/// shared blocks. Each object still is released on its own, in any thread and at any time later; a
-/// block goes with the last object in it. Without a LoadMemory objects come from the ordinary heap.
+/// They stand side by side in shared blocks. Each value still is deleted on its own, in any thread
+/// and at any time later; a block goes with the last value in it. Values that hosts make, and all
+/// of derived classes, come from the ordinary heap.
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "registry/block_memory.h"
+#include "support/runtime_type.h"
 
 namespace bix::impl {
 
 class SettingsInput;
-
-/// A block of memory of at least `size` bytes. Large ones ask the system for large pages, which
-/// cost a fraction of the many small ones that they replace.
-///
-/// Owner: new; released with ReleaseBlock and the same size.
-/// Errors: std::bad_alloc.
-void* AllocateBlock(std::size_t size);
-void ReleaseBlock(void* block, std::size_t size) noexcept;
 
 class LoadMemory {
  public:
@@ -31,18 +31,36 @@ class LoadMemory {
   LoadMemory& operator=(const LoadMemory&) = delete;
   ~LoadMemory();
 
-  /// Room for an object of `size` bytes, aligned for pointers; from the thread's LoadMemory if
-  /// there is one.
-  static void* Allocate(std::size_t size);
-  /// Takes back room from Allocate; null is allowed.
-  static void Release(void* room) noexcept;
+  /// The LoadMemory of the thread, or null.
+  static LoadMemory* GetCurrent() noexcept;
 
  private:
-  struct Block;
-  struct Mark;
+  template <class Value>
+  friend class InBlock;
 
-  void* Take(std::size_t size);
+  struct Block {
+    // The objects that are alive, and one for each that the open block may still get.
+    std::atomic<std::size_t> users;
+    std::size_t size;
+
+    void Leave(std::size_t count) noexcept {
+      if (users.fetch_sub(count, std::memory_order_acq_rel) == count) ReleaseBlock(this, size);
+    }
+  };
+
+  /// Room for an object of `size` bytes in the present block, aligned for pointers. It is the
+  /// object's from Commit on.
+  char* Reserve(std::size_t size) {
+    if (size > static_cast<std::size_t>(m_end - m_cursor)) AddBlock(size);
+    return m_cursor;
+  }
+  void Commit(std::size_t size) noexcept {
+    m_cursor += size;
+    ++m_taken;
+  }
+
   void AddBlock(std::size_t size);
+  char* TakeLargeBlock();
   bool AreLargePagesWorthIt() const;
   std::size_t GuessRest() const;
   void CloseBlock() noexcept;
@@ -57,6 +75,53 @@ class LoadMemory {
   std::chrono::steady_clock::duration m_largePageCost{};
   LoadMemory* m_outer;
 };
+
+/// A `Value` that stands in a shared block. What tells the block stands behind the last member,
+/// where most objects have a gap.
+template <class Value>
+class InBlock final : public Value {
+ public:
+  /// Owner: deleted as any other value is.
+  /// Errors: std::bad_alloc, and what the constructor throws.
+  template <class... Arguments>
+  static Value* Make(LoadMemory& memory, Arguments&&... arguments) {
+    static_assert(alignof(InBlock) <= kGrain);
+    char* const room = memory.Reserve(sizeof(InBlock));
+    auto* const value = ::new (room) InBlock(std::forward<Arguments>(arguments)...);
+    value->m_place = static_cast<std::uint32_t>(
+        static_cast<std::size_t>(room - reinterpret_cast<char*>(memory.m_block)) / kGrain);
+    memory.Commit(sizeof(InBlock));
+    return value;
+  }
+
+  static void operator delete(InBlock* value, std::destroying_delete_t) noexcept {
+    char* const room = reinterpret_cast<char*>(value);
+    auto* const block = reinterpret_cast<LoadMemory::Block*>(room - value->m_place * kGrain);
+    value->~InBlock();
+    block->Leave(1);
+  }
+
+ private:
+  static constexpr std::size_t kGrain = alignof(void*);
+
+  using Value::Value;
+
+  std::uint32_t m_place : 24;  // from the start of the block, in grains
+};
+
+/// Makes a value: in a shared block while its thread loads a file, otherwise on the heap.
+template <class Value, class... Arguments>
+Value* MakeValue(LoadMemory* memory, Arguments&&... arguments) {
+  return memory != nullptr ? InBlock<Value>::Make(*memory, std::forward<Arguments>(arguments)...)
+                           : new Value(std::forward<Arguments>(arguments)...);
+}
+
+/// Whether an object is of that very class, wherever it stands, and of nothing that a host derived
+/// from it.
+template <class Value, class Object>
+bool IsExactlyValue(const Object& object) {
+  return IsExactly<InBlock<Value>>(object) || IsExactly<Value>(object);
+}
 
 }  // namespace bix::impl
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "bix/registry.h"
-#include "registry/load_memory.h"
+#include "registry/block_memory.h"
 
 namespace bix::impl {
 

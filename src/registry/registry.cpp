@@ -112,6 +112,8 @@ CDefRgValue::CDefRgValue(std::string_view name, std::string_view value)
 
 CDefRgValue::~CDefRgValue() = default;
 
+static_assert(sizeof(impl::InBlock<CDefRgValue>) == sizeof(CDefRgValue));
+
 const char* CDefRgValue::GetName() const { return m_name.c_str(); }
 
 const char* CDefRgValue::GetValue() const { return m_value.c_str(); }
@@ -273,8 +275,9 @@ CRgValue* CDefRgKey::CreateValue(const char* name, CRgValue::RvType type, const 
   return made.release();  // owned by this key
 }
 
-CRgValue* CDefRgKey::CreateTextValue(std::string_view name, std::string_view text) {
-  std::unique_ptr<CDefRgValue> made(new CDefRgValue(name, text));
+CRgValue* CDefRgKey::CreateTextValue(std::string_view name, std::string_view text,
+                                     impl::LoadMemory& memory) {
+  std::unique_ptr<CDefRgValue> made(impl::InBlock<CDefRgValue>::Make(memory, name, text));
   AddPlainValue(made.get());
   return made.release();  // owned by this key
 }
@@ -303,7 +306,7 @@ bool CDefRgKey::AddPlainValue(CDefRgValue* value) {
 }
 
 bool CDefRgKey::AddValue(CRgValue* value) {
-  if (impl::IsExactly<CDefRgValue>(*value))
+  if (impl::IsExactlyValue<CDefRgValue>(*value))
     if (auto* plain = static_cast<CDefRgValue*>(value); !plain->m_isRenamed)
       return AddPlainValue(plain);
   if (m_areValuesUnindexed.load(std::memory_order_relaxed)) IndexValues();
@@ -348,7 +351,8 @@ void CDefRgKey::IndexValues() const {
   m_plainValues.Reserve(static_cast<std::uint32_t>(m_values.GetCount()));
   for (void* position = m_values.GetHeadPosition(); position != nullptr;) {
     CRgValue* const value = m_values.GetNext(position);
-    if (impl::IsExactly<CDefRgValue>(*value)) m_plainValues.Set(static_cast<CDefRgValue*>(value));
+    if (impl::IsExactlyValue<CDefRgValue>(*value))
+      m_plainValues.Set(static_cast<CDefRgValue*>(value));
   }
   m_areValuesUnindexed.store(false, std::memory_order_release);
 }
@@ -360,25 +364,6 @@ void CDefRgKey::Empty() {
   m_keyIndex.RemoveAll();
   m_valueIndex.RemoveAll();
   CRgKey::Empty();
-}
-
-// Objects of the layer itself share blocks while a file is loaded. Derived classes, which are
-// larger or ask for more alignment, come from the ordinary heap.
-
-void* CDefRgValue::operator new(std::size_t size) {
-  return size == sizeof(CDefRgValue) ? impl::LoadMemory::Allocate(size) : ::operator new(size);
-}
-
-void CDefRgValue::operator delete(void* room, std::size_t size) noexcept {
-  return size == sizeof(CDefRgValue) ? impl::LoadMemory::Release(room) : ::operator delete(room);
-}
-
-void* CDefRgKey::operator new(std::size_t size) {
-  return size == sizeof(CDefRgKey) ? impl::LoadMemory::Allocate(size) : ::operator new(size);
-}
-
-void CDefRgKey::operator delete(void* room, std::size_t size) noexcept {
-  return size == sizeof(CDefRgKey) ? impl::LoadMemory::Release(room) : ::operator delete(room);
 }
 
 }  // namespace bix

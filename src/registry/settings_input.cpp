@@ -51,11 +51,12 @@ bool SettingsInput::Fill() {
   m_sizeBefore += static_cast<std::size_t>(m_end - block);
   // CHOICE(reader-pipe): a pipe or terminal is read byte by byte, so that what follows the settings
   // stays there for its reader. Test: SettingsReader.PipeIsReadNoFurtherThanTheSettings
-  const std::size_t length = Read(block, m_blockSize);
+  const std::size_t length = m_isWhole ? 0 : Read(block, m_blockSize);
   // COMPAT(reader-nul-ends-file): the first NUL byte is the end of the file, and reading to it is a
   // success; what follows is never looked at. Test: SettingsReaderCompat.NulByteEndsTheFile
   char* const nul = static_cast<char*>(std::memchr(block, 0, length));
   m_hasEnded = length == 0 || nul != nullptr;
+  m_isWhole = m_isRegular && length < m_blockSize && m_sizeBefore + length == m_fileSize;
   m_cursor = block;
   m_token = m_counted = block;
   m_end = nul != nullptr ? nul : block + length;

@@ -122,6 +122,7 @@ class CRgLoader::Reading {
   ~Reading() {
     m_loader.DeleteAttributes();
     m_loader.m_input = nullptr;
+    m_loader.m_memory = nullptr;
     (void)std::fclose(m_loader.m_stream);  // only read from
     m_loader.m_stream = nullptr;
     m_loader.m_current = ' ';
@@ -130,7 +131,7 @@ class CRgLoader::Reading {
   void Start() {
     m_input = std::make_unique<impl::SettingsInput>(fileno(m_loader.m_stream));
     m_loader.m_input = m_input.get();
-    m_memory.emplace(*m_input);
+    m_loader.m_memory = &m_memory.emplace(*m_input);
   }
 
  private:
@@ -511,9 +512,10 @@ void CRgLoader::MakeValue(std::string_view text) {
   if (m_key == nullptr) return DeleteAttributes();
   // COMPAT(reader-values-are-texts): the type is 0 whatever the token was, so a bare word or number
   // is written back quoted. Test: SettingsWriterCompat.BareTypesAreQuotedAfterALoad
-  CRgValue* const value = m_plainKey != nullptr
-                              ? m_plainKey->CreateTextValue({m_valueName, m_valueNameSize}, text)
-                              : m_key->CreateValue(m_valueName, 0, text.data(), &m_attributes);
+  CRgValue* const value =
+      m_plainKey != nullptr
+          ? m_plainKey->CreateTextValue({m_valueName, m_valueNameSize}, text, *m_memory)
+          : m_key->CreateValue(m_valueName, 0, text.data(), &m_attributes);
   if (!m_attributes.IsEmpty()) HandOverAttributes(value);
 }
 

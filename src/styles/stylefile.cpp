@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "bix/optionfile.h"
-#include "support/runtime_type.h"
+#include "registry/load_memory.h"
 #include "support/text_view.h"
 
 namespace bix {
@@ -170,7 +170,8 @@ CRgValue* CStyRgKey::CreateValue(const char* name, CRgValue::RvType type, const 
     if (save != nullptr) save->SaveOwnValue(name, type, value, attributes);
     return nullptr;
   }
-  auto made = std::make_unique<COptRgValue>(option, value);
+  std::unique_ptr<COptRgValue> made(
+      impl::MakeValue<COptRgValue>(impl::LoadMemory::GetCurrent(), option, value));
   try {
     if (attributes != nullptr)
       for (void* position = attributes->GetHeadPosition(); position != nullptr;)
@@ -192,7 +193,7 @@ CRgValue* CStyRgKey::FindValue(const char* name) const {
 }
 
 bool CStyRgKey::AddValue(CRgValue* value) {
-  if (!impl::IsExactly<COptRgValue>(*value)) m_hasForeignValues = true;
+  if (!impl::IsExactlyValue<COptRgValue>(*value)) m_hasForeignValues = true;
   CRgValue*& entry = m_valueIndex[View(value->GetName())];
   const bool isAdded = CRgKey::AddValue(value);
   // COMPAT(style-key-first-value): of two values of one name the first is found, unlike in other

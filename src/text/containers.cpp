@@ -1,6 +1,7 @@
 #include "bix/containers.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <unordered_map>
@@ -9,34 +10,36 @@ namespace bix::impl {
 namespace {
 
 constexpr std::int32_t kIndexedCount = 64;  // a shorter list is searched one by one
-constexpr std::int32_t kFirstBlockNodes = 2;
-constexpr std::int32_t kLargestBlockNodes = 640;
+constexpr std::int32_t kFirstRoom = 6;
+// A block goes when its last element does, so an element that is left alone keeps all of it.
+constexpr std::int32_t kLargestRoom = 59;
+constexpr std::int32_t kEndWords = 2;  // the mark behind the last element, and the block
 
 /// Where each element of a long list stands first, and the chain of its further occurrences.
 class ListIndex {
  public:
-  ListNode* Find(const void* element) const {
+  void** Find(const void* element) const {
     const auto run = m_runs.find(element);
     return run != m_runs.end() ? run->second.first : nullptr;
   }
 
-  /// `node` becomes the last of its list.
-  void Add(ListNode* node, const void* element) {
-    const auto [run, isNew] = m_runs.try_emplace(element, Run{node, node});
+  /// `place` becomes the last of its list.
+  void Add(void** place, const void* element) {
+    const auto [run, isNew] = m_runs.try_emplace(element, Run{place, place});
     if (isNew) return;
-    ListNode* const last = run->second.last;
-    m_links[node] = Link{last, nullptr};
-    m_links[last].next = node;  // a first occurrence has no link until it has a second
-    run->second.last = node;
+    void** const last = run->second.last;
+    m_links[place] = Link{last, nullptr};
+    m_links[last].next = place;  // a first occurrence has no link until it has a second
+    run->second.last = place;
   }
 
-  void Remove(ListNode* node) {
-    const auto run = m_runs.find(node->element);
+  void Remove(void** place) {
+    const auto run = m_runs.find(*place);
     if (run->second.first == run->second.last) {
       m_runs.erase(run);
       return;
     }
-    const auto found = m_links.find(node);
+    const auto found = m_links.find(place);
     const Link link = found->second;
     m_links.erase(found);
     if (link.previous != nullptr)
@@ -47,71 +50,75 @@ class ListIndex {
       m_links[link.next].previous = link.previous;
     else
       run->second.last = link.previous;
-    // One that is left alone needs no link, and must not keep one that names removed nodes.
+    // One that is left alone needs no link, and must not keep one that names places given up.
     if (run->second.first == run->second.last) m_links.erase(run->second.first);
   }
 
  private:
   struct Run {
-    ListNode* first;
-    ListNode* last;
+    void** first;
+    void** last;
   };
   struct Link {
-    ListNode* previous = nullptr;
-    ListNode* next = nullptr;
+    void** previous = nullptr;
+    void** next = nullptr;
   };
   std::unordered_map<const void*, Run> m_runs;
-  std::unordered_map<const ListNode*, Link> m_links;
+  std::unordered_map<void**, Link> m_links;
 };
 
-struct NodeBlock {
-  NodeBlock* next;
-};
+constexpr std::size_t BlockSize(std::int32_t room) {
+  return sizeof(ListBlock) + static_cast<std::size_t>(room + kEndWords) * sizeof(void*);
+}
 
-/// A list while it is not empty: its head, its nodes and where they come from.
+/// A list while it is not empty: its head and its blocks.
 struct ListStore : ListHead {
-  ListNode* free = nullptr;
-  ListNode* cursor = &firstNode;
-  ListNode* end = &firstNode + 1;
-  NodeBlock* blocks = nullptr;
+  ListBlock* const single;  // a list of one element needs no other block
+  ListBlock* firstBlock = single;
+  ListBlock* lastBlock = single;
+  void** cursor = single->Begin();  // where the next element goes, in the last block
   std::unique_ptr<ListIndex> index;
-  ListNode firstNode;  // a list of one element needs no block
+  alignas(ListBlock) std::byte singleMemory[BlockSize(1)];
 
-  ListStore() : ListHead{nullptr, nullptr, 0} {}
+  ListStore()
+      : ListHead{nullptr, 0}, single(new (singleMemory) ListBlock{nullptr, nullptr, 1, 0}) {}
   ListStore(const ListStore&) = delete;
   ListStore& operator=(const ListStore&) = delete;
   ~ListStore() {
-    while (blocks != nullptr) {
-      NodeBlock* const next = blocks->next;
-      std::free(blocks);
-      blocks = next;
-    }
+    while (firstBlock != nullptr) RemoveBlock(firstBlock);
   }
 
-  ListNode* Take() {
-    if (free != nullptr) {
-      ListNode* const node = free;
-      free = node->next;
-      return node;
-    }
-    if (cursor == end) AddBlock();
-    return cursor++;
-  }
+  void* Hole() { return &first; }
+  void* End() { return &count; }
+  bool IsFull() const { return cursor == lastBlock->Begin() + lastBlock->room; }
 
-  void GiveBack(ListNode* node) {
-    node->next = free;
-    free = node;
-  }
-
-  /// All nodes are in use, so the list grows by half.
   void AddBlock() {
-    const std::int32_t nodes = std::clamp(count / 2, kFirstBlockNodes, kLargestBlockNodes);
-    void* const room =
-        std::malloc(sizeof(NodeBlock) + static_cast<std::size_t>(nodes) * sizeof(ListNode));
-    if (room == nullptr) throw std::bad_alloc();
-    blocks = new (room) NodeBlock{blocks};
-    cursor = reinterpret_cast<ListNode*>(blocks + 1);
-    end = cursor + nodes;
+    const std::int32_t room = std::clamp(count * 2, kFirstRoom, kLargestRoom);
+    void* const memory = std::malloc(BlockSize(room));
+    if (memory == nullptr) throw std::bad_alloc();
+    ListBlock* const block = new (memory) ListBlock{nullptr, lastBlock, room, 0};
+    lastBlock->next = block;
+    lastBlock = block;
+    cursor = block->Begin();
+  }
+
+  void RemoveBlock(ListBlock* block) {
+    (block->previous != nullptr ? block->previous->next : firstBlock) = block->next;
+    (block->next != nullptr ? block->next->previous : lastBlock) = block->previous;
+    if (block != single) std::free(block);
+  }
+
+  /// Marks the cursor as the end of the elements.
+  void EndHere() {
+    cursor[0] = End();
+    cursor[1] = lastBlock;
+  }
+
+  /// The block of a place that holds an element.
+  ListBlock* FindBlock(void** place) {
+    if (place == first) return firstBlock;
+    while (*place != End()) ++place;
+    return static_cast<ListBlock*>(place[1]);
   }
 };
 
@@ -119,41 +126,43 @@ ListStore* Store(ListHead* head) { return static_cast<ListStore*>(head); }
 
 }  // namespace
 
-ListNode* ListBase::Append(void* element) {
+void** ListBase::Append(void* element) {
   if (m_head == nullptr) m_head = new ListStore;
   ListStore* const store = Store(m_head);
-  ListNode* const node = store->Take();
-  *node = {nullptr, store->last, element};
+  if (store->IsFull()) store->AddBlock();
+  void** const place = store->cursor;
   if (store->index != nullptr) {
     try {
-      store->index->Add(node, element);
+      store->index->Add(place, element);
     } catch (...) {
       // What is half entered is of no use; the next search makes a new table.
       store->index.reset();
-      store->GiveBack(node);
+      store->EndHere();
       throw;
     }
   }
-  (store->last != nullptr ? store->last->next : store->first) = node;
-  store->last = node;
-  ++store->count;
-  return node;
+  *place = element;
+  ++store->cursor;
+  store->EndHere();
+  ++store->lastBlock->used;
+  if (++store->count == 1) store->first = place;
+  return place;
 }
 
-ListNode* ListBase::Find(const void* element) const {
+void** ListBase::Find(const void* element) const {
   if (m_head == nullptr) return nullptr;
   if (const auto& index = Store(m_head)->index; index != nullptr) return index->Find(element);
-  ListNode* node = m_head->first;
-  while (node != nullptr && node->element != element) node = node->next;
-  return node;
+  void** place = m_head->first;
+  while (place != nullptr && *place != element) place = GetNext(place);
+  return place;
 }
 
-ListNode* ListBase::FindIndexed(const void* element) {
+void** ListBase::FindIndexed(const void* element) {
   if (GetCount() >= kIndexedCount && Store(m_head)->index == nullptr) {
     try {
       auto index = std::make_unique<ListIndex>();
-      for (ListNode* node = m_head->first; node != nullptr; node = node->next)
-        index->Add(node, node->element);
+      for (void** place = m_head->first; place != nullptr; place = GetNext(place))
+        index->Add(place, *place);
       Store(m_head)->index = std::move(index);
     } catch (const std::bad_alloc&) {
       // Searched one by one then.
@@ -162,14 +171,19 @@ ListNode* ListBase::FindIndexed(const void* element) {
   return Find(element);
 }
 
-void ListBase::Remove(ListNode* node) {
+void ListBase::Remove(void** place) {
   if (m_head->count == 1) return Clear();
   ListStore* const store = Store(m_head);
-  (node->previous != nullptr ? node->previous->next : store->first) = node->next;
-  (node->next != nullptr ? node->next->previous : store->last) = node->previous;
+  ListBlock* const block = store->FindBlock(place);
+  if (store->index != nullptr) store->index->Remove(place);
+  if (place == store->first) store->first = GetNext(place);
   --store->count;
-  if (store->index != nullptr) store->index->Remove(node);
-  store->GiveBack(node);
+  *place = store->Hole();
+  if (--block->used == 0 && block != store->lastBlock) return store->RemoveBlock(block);
+  if (block != store->lastBlock) return;
+  // Holes at the end of the list serve the next elements.
+  while (store->cursor != block->Begin() && store->cursor[-1] == store->Hole()) --store->cursor;
+  store->EndHere();
 }
 
 void ListBase::Clear() {

@@ -1,5 +1,6 @@
 // Loading and unloading the real library in one process, which is not linked against it.
 
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +11,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <unistd.h>
 
 #include "support/scoped_environment.h"
 #include "support/temp_directory.h"
@@ -104,6 +106,45 @@ TEST(Unloading, HundredsOfTimesLeaveNothingBehind) {
   const char* const mapFile = std::getenv("VORN_URN_MAP_FILE");
   ASSERT_NE(nullptr, mapFile);
   EXPECT_EQ(home / "Kestrane/Shared/urnmap.txt", mapFile);
+}
+
+/// The bytes of this process's address space.
+long AddressSpace() {
+  std::ifstream pages("/proc/self/statm");
+  long count = 0;
+  pages >> count;
+  return count * sysconf(_SC_PAGESIZE);
+}
+
+/// What a load keeps at hand for the next one goes with the library.
+TEST(Unloading, TheMemoryOfLargeFilesIsGivenBack) {
+  const TempDirectory home;
+  const ScopedVariable variables[] = {{"HOME", home.Path().c_str()},
+                                      {"KESTRANE_ATELAN_LANGUAGE", nullptr},
+                                      {"BIX_ERR_OUT", nullptr},
+                                      {"VORN_URN_MAP_FILE", nullptr},
+                                      {"QRD_DEBUG_RESOURCE", nullptr}};
+  std::string text;
+  for (int i = 0; i < 50000; ++i)
+    text += (i % 100 == 0 ? "[S" + std::to_string(i) + "]" : "") + "\"n" + std::to_string(i) +
+            "\"=\"text\"\n";
+  const std::string path = home / "large.tot";
+  bix_test::WriteWholeFile(path, text);
+  const auto loadTwice = [&path] {
+    void* const library = dlopen(BIX_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(nullptr, library) << dlerror();
+    alignas(std::max_align_t) char settings[1024];
+    Symbol<void(void*, void*)>(library, "_ZN3bix7CRgFileC1EPNS_6CRgKeyE")(settings, nullptr);
+    auto* const load = Symbol<int(void*, const char*)>(library, "_ZN3bix7CRgFile4LoadEPKc");
+    EXPECT_EQ(0, load(settings, path.c_str()));
+    EXPECT_EQ(0, load(settings, path.c_str()));
+    Symbol<void(void*)>(library, "_ZN3bix7CRgFileD1Ev")(settings);
+    EXPECT_EQ(0, dlclose(library));
+  };
+  for (int i = 0; i < 3; ++i) loadTwice();
+  const long before = AddressSpace();
+  for (int i = 0; i < 20; ++i) loadTwice();
+  EXPECT_LT(AddressSpace() - before, 16 << 20);
 }
 
 TEST(Unloading, LoadingIsSilentAndCreatesTheUsersDirectories) {

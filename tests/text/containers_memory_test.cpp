@@ -3,6 +3,7 @@
 //
 // This program replaces malloc() of the whole process.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <functional>
@@ -87,7 +88,7 @@ TEST(ListMemory, AFailedAppendLeavesTheList) {
   SCOPED_TRACE("the first trace makes room for the others");
   const long before = s_liveBlocks;
   int failures = 0;
-  for (const int count : {0, 1, 2, 3, 9, 10, 11, 25, 26, 63, 64, 65, 130, 500}) {
+  for (const int count : {0, 1, 2, 3, 7, 8, 20, 21, 22, 63, 64, 65, 122, 130, 500}) {
     for (const bool isSearched : {false, true}) {
       SCOPED_TRACE(count);
       MList<int*> list;
@@ -111,6 +112,34 @@ TEST(ListMemory, AFailedAppendLeavesTheList) {
   }
   EXPECT_GT(failures, 10);
   EXPECT_EQ(before, s_liveBlocks);
+}
+
+/// However long it is used: lists of live objects grow and shrink for as long as a tool runs.
+TEST(ListMemory, ComingAndGoingNeedsNoMoreAndMore) {
+  const struct {
+    const char* name;
+    bool takesFirst;
+    int atOnce;
+  } cases[] = {{"a queue of one", true, 1},  {"a queue", true, 100},  {"a long queue", true, 500},
+               {"a stack of one", false, 1}, {"a stack", false, 100}, {"a deep stack", false, 500}};
+  for (const auto& c : cases) {
+    for (const int staying : {0, 1, 60, 200}) {
+      SCOPED_TRACE(c.name);
+      MList<int*> list;
+      for (int i = 0; i < staying; ++i) list.AddTail(&g_numbers[i]);
+      const auto comeAndGo = [&] {
+        std::vector<void*> positions;
+        for (int i = 0; i < c.atOnce; ++i) positions.push_back(list.AddTail(&g_numbers[i]));
+        if (!c.takesFirst) std::reverse(positions.begin(), positions.end());
+        for (void* position : positions) list.RemoveAt(position);
+      };
+      for (int round = 0; round < 10; ++round) comeAndGo();
+      const long before = s_liveBlocks;
+      for (int round = 0; round < 100; ++round) comeAndGo();
+      EXPECT_LE(s_liveBlocks, before + 2);
+      EXPECT_EQ(staying, list.GetCount());
+    }
+  }
 }
 
 TEST(ListMemory, ASearchNeedsNone) {

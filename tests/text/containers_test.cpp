@@ -181,6 +181,30 @@ TEST(List, BehavesLikeAPlainListUnderAnyChanges) {
   }
 }
 
+TEST(List, PositionsStayWhileOthersComeAndGo) {
+  MList<int*> list;
+  std::vector<std::pair<int*, void*>> kept;
+  std::vector<void*> removed;
+  for (int i = 0; i < 1000; ++i) {
+    void* const position = list.AddTail(&g_numbers[i]);
+    if (i % 100 == 37)
+      kept.emplace_back(&g_numbers[i], position);
+    else
+      removed.push_back(position);
+  }
+  std::shuffle(removed.begin(), removed.end(), std::mt19937(1));
+  for (void* position : removed) list.RemoveAt(position);
+  for (int i = 0; i < 1000; ++i) list.AddTail(&g_numbers[1]);
+  for (const auto& [element, position] : kept) {
+    EXPECT_EQ(element, list.GetAt(position));
+    EXPECT_EQ(position, list.Find(element));
+    void* next = position;
+    EXPECT_EQ(element, list.GetNext(next));
+    EXPECT_NE(position, next);
+  }
+  EXPECT_EQ(1010, list.GetCount());
+}
+
 template <class K, class V>
 std::vector<std::pair<K, V>> Entries(const MMap<K, V>& map) {
   std::vector<std::pair<K, V>> entries;
