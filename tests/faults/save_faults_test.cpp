@@ -11,6 +11,7 @@
 
 #include "bix/optionfile.h"
 #include "bix/options.h"
+#include "bix/registry.h"
 #include "faults/save_kinds.h"
 #include "faults/surroundings.h"
 #include "support/system_faults.h"
@@ -246,6 +247,26 @@ TEST_P(SaveFaults, AThreadThatIsCancelledWhileItSavesToADeviceEndsAlone) {
   while (isCancelled) isCancelled = IsCancelledAt(++number, GetParam().prepare("/dev/null"));
   EXPECT_GT(number, 5u);
   EXPECT_EQ(descriptors, OpenDescriptors());
+}
+
+TEST(LoadFaults, AThreadThatIsCancelledAtAnyCallLeavesATreeThatCanBeUsed) {
+  TempDirectory directory;
+  const std::string path = directory / "user.tot";
+  std::string text;
+  for (int i = 0; i < 5000; ++i)
+    text +=
+        "[A/B" + std::to_string(i) + "](k=v)\n\"name\"=\"" + std::string(40, 'x') + "\" (p=1)\n";
+  WriteWholeFile(path, text);
+  const std::set<int> descriptors = OpenDescriptors();
+  bix::CRgFile file(nullptr);
+  std::size_t number = 0;
+  while (IsCancelledAt(++number, [&] { return file.Load(path.c_str()); })) {
+    EXPECT_EQ(descriptors, OpenDescriptors());
+    file.SetValue("A/B1", "name", "changed");
+    EXPECT_STREQ("changed", file.GetValue("A/B1", "name"));
+  }
+  EXPECT_GT(number, 4u);
+  EXPECT_EQ(std::string(40, 'x'), file.GetValue("A/B4999", "name"));
 }
 
 TEST_P(SaveFaults, ADiskThatIsFullInTheMiddleOfAWriteLeavesTheOldFile) {
