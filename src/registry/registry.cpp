@@ -54,7 +54,7 @@ T* FindByName(const MList<T*>& list, const char* name) {
   name = OrEmpty(name);
   for (void* position = list.GetHeadPosition(); position != nullptr;) {
     T* element = list.GetNext(position);
-    if (SameText(element->GetName(), name)) return element;
+    if (SameText(OrEmpty(element->GetName()), name)) return element;
   }
   return nullptr;
 }
@@ -251,7 +251,7 @@ bool CDefRgKey::AddKey(CRgKey* key) {
     if (!m_keyIndex.IsEmpty()) m_keyIndex.RemoveKey(plain->GetIndexName());
     return added;
   }
-  const char* name = key->GetName();
+  const char* name = OrEmpty(key->GetName());
   CRgKey*& entry = m_keyIndex[name];
   const bool added = CRgKey::AddKey(key);
   entry = key;
@@ -260,7 +260,7 @@ bool CDefRgKey::AddKey(CRgKey* key) {
 }
 
 bool CDefRgKey::RemoveKey(CRgKey* key) {
-  if (RemoveName(m_keyIndex, m_plainKeys, key->GetName()) != key && !m_keyIndex.IsEmpty())
+  if (RemoveName(m_keyIndex, m_plainKeys, OrEmpty(key->GetName())) != key && !m_keyIndex.IsEmpty())
     RemovePointer(m_keyIndex, key);
   return CRgKey::RemoveKey(key);
 }
@@ -310,7 +310,7 @@ bool CDefRgKey::AddValue(CRgValue* value) {
     if (auto* plain = static_cast<CDefRgValue*>(value); !plain->m_isRenamed)
       return AddPlainValue(plain);
   if (m_areValuesUnindexed.load(std::memory_order_relaxed)) IndexValues();
-  const char* name = value->GetName();
+  const char* name = OrEmpty(value->GetName());
   CRgValue*& entry = m_valueIndex[name];
   const bool added = CRgKey::AddValue(value);
   entry = value;
@@ -324,7 +324,8 @@ bool CDefRgKey::RemoveValue(CRgValue* value) {
   // Tests: RegistryIndexCompat.RemovingEitherDuplicateUnindexesTheName,
   // RegistryIndexCompat.RemovingAForeignObjectUnindexesItsName
   if (m_areValuesUnindexed.load(std::memory_order_relaxed)) IndexValues();
-  const bool hasFoundIt = RemoveName(m_valueIndex, m_plainValues, value->GetName()) == value;
+  const bool hasFoundIt =
+      RemoveName(m_valueIndex, m_plainValues, OrEmpty(value->GetName())) == value;
   if (!hasFoundIt) {
     // CHOICE(purge-renamed): an entry under an earlier name would point at an object that the
     // caller may delete next. Test: RegistryIndex.RemovedValueIsFoundUnderNoneOfItsNames

@@ -195,7 +195,7 @@ void WriteContents(const CRgKey& key, TreeDump& tree, std::size_t parentLength) 
 void WriteKey(const CRgKey& key, TreeDump& tree) {
   const PathText::Mark parent = tree.path.GetMark();
   if (parent.length != 0) tree.path.Add("/");
-  tree.path.Add(key.GetName());
+  tree.path.Add(View(key.GetName()));
   // COMPAT(writer-empty-key-vanishes): without values there is no header, so a key without contents
   // is not in the file at all. Test: SettingsWriterCompat.KeyWithoutValuesHasNoHeader
   if (key.GetValueCount() != 0) WriteHeader(tree.file, tree.path);

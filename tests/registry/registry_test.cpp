@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
@@ -588,6 +590,62 @@ class HostValue : public CDefRgValue {
  private:
   std::string m_hostName;
 };
+
+/// A layer of a host that says null where there is no text.
+class NullKey : public CRgKey {
+ public:
+  const char* GetName() const override { return nullptr; }
+  CRgKey* CreateKey(const char*, Attributes*) override {
+    auto* key = new NullKey;
+    AddKey(key);
+    return key;
+  }
+  CRgValue* CreateValue(const char*, CRgValue::RvType, const char*, Attributes*) override;
+};
+class NullValue : public CRgValue {
+ public:
+  const char* GetName() const override { return nullptr; }
+  const char* GetValue() const override { return nullptr; }
+  RvType GetType() const override { return 0; }
+  void SetName(const char*) override {}
+  void SetType(RvType) override {}
+  void SetValue(const char*) override {}
+};
+CRgValue* NullKey::CreateValue(const char*, CRgValue::RvType, const char*, Attributes*) {
+  auto* value = new NullValue;
+  AddValue(value);
+  return value;
+}
+
+TEST(RegistryKey, ANullTextOfALayerIsTheEmptyText) {
+  NullKey root;
+  CRgKey* const key = root.CreateKey("", nullptr);
+  CRgValue* const value = key->CreateValue("", 0, "", nullptr);
+  EXPECT_EQ(key, root.FindKey(""));
+  EXPECT_EQ(nullptr, root.FindKey("x"));
+  EXPECT_EQ(value, key->FindValue(""));
+  char* text = nullptr;
+  std::size_t size = 0;
+  std::FILE* const file = open_memstream(&text, &size);
+  root.Dump(file, nullptr);
+  std::fclose(file);
+  EXPECT_STREQ("\n[]\n\n\"\"=\"\" \n", text);
+  std::free(text);
+
+  CDefRgKey plain("");
+  auto* const hostKey = new NullKey;
+  auto* const hostValue = new NullValue;
+  plain.AddKey(hostKey);
+  plain.AddValue(hostValue);
+  EXPECT_EQ(hostKey, plain.FindKey(""));
+  EXPECT_EQ(hostValue, plain.FindValue(""));
+  EXPECT_TRUE(plain.RemoveKey(hostKey));
+  EXPECT_TRUE(plain.RemoveValue(hostValue));
+  EXPECT_EQ(nullptr, plain.FindKey(""));
+  EXPECT_EQ(nullptr, plain.FindValue(""));
+  delete hostKey;
+  delete hostValue;
+}
 
 TEST(RegistryIndex, LatestOfANameIsFoundWhateverItsClass) {
   for (const bool searchesBetween : {false, true}) {
