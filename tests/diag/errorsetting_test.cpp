@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "bix/messages.h"
@@ -326,6 +327,22 @@ TEST(ErrorSetting, TheAssertOptionReportsBetweenTheMessageAndItsEnd) {
   EXPECT_EQ((Strings{"Internal error: assert dialog not available\n"}), processErrors.messages);
   EXPECT_EQ((Strings{"HandleOutput:m", "OutputDone"}), handler.calls);
   EXPECT_EQ(1u, handler.reportsBeforeTheEnd);
+}
+
+TEST(ErrorSetting, TheLogHasTheModeThatTheMaskLeaves) {
+  const TempDirectory directory;
+  for (const mode_t mask : {0u, 027u}) {
+    SCOPED_TRACE(mask);
+    const std::string name = directory / "log" + std::to_string(mask);
+    const ScopedVariable variable("BIX_ERR_OUT", ("-q -o " + name).c_str());
+    CMsgOut channel(CMsgOut::Error);
+    const mode_t before = umask(mask);
+    channel << "m" << bix::flush;
+    umask(before);
+    struct stat status {};
+    ASSERT_EQ(0, stat(WithProcessId(name).c_str(), &status));
+    EXPECT_EQ(0666u & ~mask, status.st_mode & 07777u);
+  }
 }
 
 TEST(ErrorSetting, TheAssertOptionReportsAlsoAfterAHandlerHasThrown) {

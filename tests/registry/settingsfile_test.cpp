@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "registry/registry_test_support.h"
+#include "support/scoped_locale.h"
 
 namespace {
 
@@ -409,6 +410,25 @@ TEST(SettingsReader, TellsWhereAndWhyReadingStopped) {
     EXPECT_EQ(c.line, file.GetLoadError().line);
     EXPECT_EQ(c.column, file.GetLoadError().column);
     EXPECT_STREQ(c.expected, file.GetLoadError().expected);
+  }
+}
+
+TEST(SettingsReader, WhatIsALetterIsUpToTheLocale) {
+  Directory directory;
+  const std::string path = directory.Write("a", "[A]\"x\"=\xE9t\xE9_2 \"y\"=aBc\xDF");
+  const auto read = [&path] {
+    CDefRgKey root("");
+    const int result = CRgLoader(root).Load(path.c_str());
+    return std::to_string(result) + " " + Describe(&root);
+  };
+  {
+    const bix_test::ScopedLocale locale(bix_test::kLatin1Locale);
+    EXPECT_EQ("0 A\n x=\xE9t\xE9_2:0\n y=aBc\xDF:0\n", read());
+  }
+  // Elsewhere it is a character that starts no token, and the text of the name stands.
+  for (const char* const name : {bix_test::kUtf8Locale, "C"}) {
+    const bix_test::ScopedLocale locale(name);
+    EXPECT_EQ("1 A\n x=x:0\n", read());
   }
 }
 
