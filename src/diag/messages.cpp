@@ -63,7 +63,7 @@ std::size_t FindPlaceholder(const std::string& text, std::size_t from) {
 // of that stream (an earlier failure, exceptions that it asked for, a width) neither stops a message
 // nor is changed by it, and what the host has redirected or still holds in the stream stays in
 // order. Test: MessageChannel.IsNotStoppedByAFailedStandardStream
-__attribute__((no_sanitize("null")))  // there is no object behind the reference to __forced_unwind
+__attribute__((noinline, no_sanitize("null")))  // there is no object behind the reference to __forced_unwind
 void WriteToConsole(CMsgOut::MessageKind kind, std::string_view text) {
   std::ostream& stream = kind == CMsgOut::Normal ? std::cout : std::cerr;
   try {

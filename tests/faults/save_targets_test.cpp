@@ -329,6 +329,21 @@ TEST_P(SaveTargets, AFileOfAnotherOwnerInAStickyDirectoryIsWrittenInPlace) {
   EXPECT_EQ(Only(GetParam().newText), Listing(m_directory.Path()));
 }
 
+TEST_P(SaveTargets, RootReplacesAStrangersFileAlsoInAStickyDirectory) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs the rights of root";
+  WriteOld(m_target);
+  ASSERT_EQ(0, chown(m_target.c_str(), 12345, 23456));
+  ASSERT_EQ(0, chown(m_directory.Path().c_str(), 12345, 23456));
+  ASSERT_EQ(0, chmod(m_directory.Path().c_str(), 01777));
+  const int old = open(m_target.c_str(), O_RDONLY | O_CLOEXEC);  // keeps its number from being used
+  const ino_t before = StatusOf(m_target).st_ino;
+  EXPECT_EQ(0, Save(m_target));
+  EXPECT_NE(before, StatusOf(m_target).st_ino);
+  EXPECT_EQ(12345u, StatusOf(m_target).st_uid);
+  EXPECT_EQ(Only(GetParam().newText), Listing(m_directory.Path()));
+  close(old);
+}
+
 TEST_P(SaveTargets, AMissingFileInADirectoryThatTakesNoOthersIsReported) {
   ASSERT_EQ(0, chmod(m_directory.Path().c_str(), 0555));
   RunInChild(User::kOrdinary, [&] { EXPECT_EQ(EACCES, Save(m_target)); });

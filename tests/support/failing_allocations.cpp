@@ -25,6 +25,10 @@ void operator delete(void* room) noexcept {
   std::free(room);
 }
 void operator delete(void* room, std::size_t) noexcept { operator delete(room); }
+// The sanitizers bring forms of their own for arrays.
+void* operator new[](std::size_t size) { return operator new(size); }
+void operator delete[](void* room) noexcept { operator delete(room); }
+void operator delete[](void* room, std::size_t) noexcept { operator delete(room); }
 
 namespace bix_test {
 
