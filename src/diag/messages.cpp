@@ -63,8 +63,9 @@ std::size_t FindPlaceholder(const std::string& text, std::size_t from) {
 // of that stream (an earlier failure, exceptions that it asked for, a width) neither stops a message
 // nor is changed by it, and what the host has redirected or still holds in the stream stays in
 // order. Test: MessageChannel.IsNotStoppedByAFailedStandardStream
-__attribute__((noinline, no_sanitize("null")))  // there is no object behind the reference to __forced_unwind
-void WriteToConsole(CMsgOut::MessageKind kind, std::string_view text) {
+// Without a check of the reference to __forced_unwind, behind which there is no object.
+__attribute__((noinline, no_sanitize("null"))) void WriteToConsole(CMsgOut::MessageKind kind,
+                                                                   std::string_view text) {
   std::ostream& stream = kind == CMsgOut::Normal ? std::cout : std::cerr;
   try {
     if (stream.tie() != nullptr && stream.tie()->rdbuf() != nullptr)

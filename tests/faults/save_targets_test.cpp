@@ -237,6 +237,11 @@ TEST_P(SaveTargets, AFailureWhileWritingInPlacePutsTheOldBytesBack) {
     }
     ASSERT_GT(std::count(calls.begin(), calls.end(), "write user.tot"), 1);
     ASSERT_EQ(1, std::count(calls.begin(), calls.end(), "posix_fallocate user.tot"));
+    // On the disk, and behind everything that is written.
+    const auto sync = std::find(calls.begin(), calls.end(), "fsync user.tot");
+    ASSERT_TRUE(sync != calls.end());
+    EXPECT_EQ(calls.end(), std::find(sync, calls.end(), "write user.tot"));
+    EXPECT_EQ(calls.end(), std::find(sync, calls.end(), "ftruncate user.tot"));
     for (const int error : {EIO, ENOSPC}) {
       for (std::size_t i = 0; i < calls.size(); ++i) {
         SCOPED_TRACE(calls[i] + ": " + std::strerror(error));
