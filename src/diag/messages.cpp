@@ -63,7 +63,8 @@ std::size_t FindPlaceholder(const std::string& text, std::size_t from) {
 // of that stream (an earlier failure, exceptions that it asked for, a width) neither stops a message
 // nor is changed by it, and what the host has redirected or still holds in the stream stays in
 // order. Test: MessageChannel.IsNotStoppedByAFailedStandardStream
-// Without a check of the reference to __forced_unwind, behind which there is no object.
+//
+// No sanitizer looks for an object behind the reference to __forced_unwind: there is none.
 __attribute__((noinline, no_sanitize("null"))) void WriteToConsole(CMsgOut::MessageKind kind,
                                                                    std::string_view text) {
   std::ostream& stream = kind == CMsgOut::Normal ? std::cout : std::cerr;
