@@ -337,8 +337,7 @@ class BIX_EXPORT CDefRgKey : public CRgKey {
   // For the library: the operations of this layer by names whose length is known.
   CRgKey* FindKeyByName(std::string_view name) const;
   CRgValue* FindValueByName(std::string_view name) const;
-  CRgValue* CreateTextValue(std::string_view name, std::string_view text,
-                            impl::LoadMemory& memory);
+  CRgValue* CreateTextValue(std::string_view name, std::string_view text, impl::LoadMemory& memory);
 
  private:
   friend class impl::NameIndex<CDefRgKey>;

@@ -65,7 +65,7 @@ class SettingsInput {
   std::size_t m_fileSize = 0;
   std::size_t m_blockSize = 1;
   std::size_t m_sizeBefore = 0;  // the present block
-  bool m_isWhole = false;  // all that the file has was read, and it had no more to give
+  bool m_isWhole = false;        // all that the file has was read, and it had no more to give
   bool m_hasEnded = false;
   int m_errorNumber = 0;
   std::unique_ptr<char[]> m_block;
