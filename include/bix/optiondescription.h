@@ -36,7 +36,9 @@ class BIX_EXPORT COptionDescription {
   COptionDescription& operator=(const COptionDescription&) = default;
   virtual ~COptionDescription();  // slot 1
 
+  /// The name of the option, without its category.
   const SString& GetOptionName() const { return m_optionName; }
+  /// The path of its category; "" when there is none.
   const SString& GetCategoryPath() const { return m_categoryPath; }
   /// The path of the option, always with a "/":
   ///
@@ -56,6 +58,7 @@ class BIX_EXPORT COptionDescription {
 ///   it ends. RemoveAt(), Remove() and RemoveAll() hand them back to the caller.
 class BIX_EXPORT COptionDescriptionList : public MList<COptionDescription*> {
  public:
+  /// An empty list.
   COptionDescriptionList() = default;
   ~COptionDescriptionList();
 

@@ -57,6 +57,7 @@ class BIX_EXPORT COptRgValue : public CRgValue {
   /// something else is written with quotes, and attributes are separated by ", ".
   bool Dump(std::FILE* file) override;
 
+  /// The declared option that it stands for.
   const COption* GetOption() const { return m_option; }
   /// True when the value carries the attribute "fixed" with the exact text "true".
   bool IsFixed() const;
@@ -78,11 +79,13 @@ class BIX_EXPORT COptRgValue : public CRgValue {
 /// A key that shows a category.
 class BIX_EXPORT COptRgKey : public CRgKey {
  public:
+  /// A key without contents that shows no category yet.
   explicit COptRgKey(const char* name);
   ~COptRgKey() override;
 
   /// Shows a category, or none (null), and registers there.
   void SetCategory(CMgrCategory* category);
+  /// The category it shows; null when there is none or it has gone.
   CMgrCategory* GetCategory() const { return m_category; }
   /// Ceases to show the category.
   void Detach() { SetCategory(nullptr); }
@@ -145,6 +148,7 @@ class BIX_EXPORT COptRgKey : public CRgKey {
 /// The root of an option file's tree; its category is the manager.
 class BIX_EXPORT COptRootRgKey : public COptRgKey {
  public:
+  /// Shows the manager; null is allowed, and declares nothing.
   explicit COptRootRgKey(COptionManager* manager);
   ~COptRootRgKey() override;
   CRgKey* CreateKey(const char* name, MList<CRgAttribute*>* attributes) override;
@@ -153,6 +157,7 @@ class BIX_EXPORT COptRootRgKey : public COptRgKey {
 /// Follows the sections of the old file that the tree has no key for, while a file is saved.
 class BIX_EXPORT COptDummyRgKey : public COptRgKey {
  public:
+  /// Owner: `context` is borrowed; the key is a part of it.
   explicit COptDummyRgKey(CIncrSaveContext* context);
   ~COptDummyRgKey() override;
   CRgKey* CreateKey(const char* name, MList<CRgAttribute*>* attributes) override;
@@ -183,6 +188,7 @@ class BIX_EXPORT CIncrSaveContext {
   /// Makes a context the current one for the length of a scope.
   class BIX_EXPORT Scope {
    public:
+    /// Owner: `context` is borrowed for the scope.
     explicit Scope(CIncrSaveContext& context);
     Scope(const Scope&) = delete;
     Scope& operator=(const Scope&) = delete;
@@ -207,6 +213,7 @@ class BIX_EXPORT CIncrSaveContext {
   void SaveSectionAttributes(const MList<CRgAttribute*>& attributes);
   /// A value of the section, as it is.
   void SaveOwnValue(CRgValue& value);
+  /// The same for a value that is no object; the attributes stay the caller's.
   void SaveOwnValue(const char* name, CRgValue::RvType type, const char* text,
                     const MList<CRgAttribute*>* attributes);
 
@@ -255,22 +262,45 @@ class BIX_EXPORT COptionFile : public CRgFile {
 
   /// The manager, or null when it is gone.
   COptionManager* GetManager() const;
+  /// True when something has been changed; a save that succeeds and a load that fails end that.
   bool IsModified() const { return m_modified != 0; }
+  /// Sets the flag, or takes it back with 0.
   void SetModifiedFlag(int modified = 1) { m_modified = modified; }
+  /// True for the files of COptionManager::LoadPredefinedOptionFiles.
   bool IsPredefined() const { return m_predefined != 0; }
+  /// Marks the file as one of those; 0 takes the mark back.
   void SetPredefined(int predefined) { m_predefined = predefined; }
   /// The stored file name; "" when there is none yet.
   const char* GetPathName() const { return m_fileName.c_str(); }
+  /// Changes the stored file name; null counts as "". Managers find the file under it from now on.
   void SetPathName(const char* name);
 
   /// True when the file marks the option as fixed: its value carries the attribute "fixed" with the
   /// exact text "true".
   bool IsFixed(const char* category, const char* name) const;
 
+  /// The key at a path, made where it is missing; with both attribute texts not null it has that
+  /// one attribute afterwards.
+  ///
+  /// Owner: the result is owned by the tree.
+  /// Errors: null when a component is no declared category.
   CRgKey* CreateKey(const char* path, const char* attributeName, const char* attributeValue);
+  /// Unlinks a key that has neither sub-keys nor values; nothing happens to another.
+  ///
+  /// Owner: an unlinked key is the caller's.
   void RemoveKey(CRgKey* key);
+  /// Empties and unlinks a key without sub-keys; nothing happens to another.
+  ///
+  /// Owner: an unlinked key is the caller's.
   void DestroyKey(CRgKey* key);
+  /// Sets the text of an option, whatever the other files of the manager hold.
+  ///
+  /// Errors: false, and nothing changes, when the option is not declared.
   bool SetValue(const char* path, const char* valueName, const char* value);
+  /// Sets an attribute of the value of an option, which is made with the text `value` where it is
+  /// missing.
+  ///
+  /// Errors: as for SetValue.
   bool SetAttributeValue(const char* path, const char* valueName, const char* value,
                          const char* attributeName, const char* attributeValue);
 
@@ -290,6 +320,7 @@ class BIX_EXPORT COptionFile : public CRgFile {
   /// is copied from it. It is replaced by one rename, after the new file has reached the disk and
   /// has been read back. Names are not stored.
   int Save(const char* fileName);
+  /// The same as Save.
   int SaveAs(const char* fileName) { return Save(fileName); }
 
  private:

@@ -46,11 +46,11 @@ class CRgValue;
 
 /// One declared option. An array of them ends with an all-zero record.
 struct BIX_EXPORT COption {
-  const char* name = nullptr;
-  int kind = 0;  // 1 is text; 2 and 3 are written bare in option files
-  const char* defaultValue = nullptr;
-  unsigned long reserved1 = 0;
-  unsigned long reserved2 = 0;
+  const char* name = nullptr;          // how it is found in its category
+  int kind = 0;                        // 1 is text; 2 and 3 are written bare in option files
+  const char* defaultValue = nullptr;  // its value where no file holds it; null counts as ""
+  unsigned long reserved1 = 0;         // stays 0
+  unsigned long reserved2 = 0;         // stays 0
 
   /// True when the default begins with a lower-case "t".
   bool GetBoolValue() const;
@@ -71,17 +71,17 @@ struct BIX_EXPORT COption {
 struct BIX_EXPORT COptionSet {
   const char* name = nullptr;
   const COption* options = nullptr;  // null when there are none
-  int count = 0;
-  unsigned long reserved = 0;
+  int count = 0;                     // without the all-zero record
+  unsigned long reserved = 0;        // stays 0
 };
 
 /// A declared category.
 struct BIX_EXPORT CCategory {
-  const char* name = nullptr;
+  const char* name = nullptr;  // without "/", which no path could reach
   const CCategory* const* categories =
-      nullptr;  // ended by a null pointer; null when there are none
-  int count = 0;
-  const COptionSet* optionSet = nullptr;
+      nullptr;                            // ended by a null pointer; null when there are none
+  int count = 0;                          // of the sub-categories
+  const COptionSet* optionSet = nullptr;  // null when there is none
 };
 
 // What the library declares itself: where the predefined option files are named.
@@ -97,12 +97,14 @@ extern BIX_EXPORT const CCategory catPredefined;   // "Initial/Predefined"
 /// The options of a category at run time: an index of declared records.
 class BIX_EXPORT CMgrOptionSet {
  public:
+  /// A set without options.
   explicit CMgrOptionSet(const char* name) : m_name(name) {}
   CMgrOptionSet(const CMgrOptionSet&) = delete;
   CMgrOptionSet& operator=(const CMgrOptionSet&) = delete;
 
   /// The name of the declared set; of the first one, where several have joined.
   const char* GetName() const { return m_name.c_str(); }
+  /// How many options are declared; two of one name count once.
   int GetOptionCount() const { return m_options.GetCount(); }
   /// The position of the first option, or null. The order is that of MMap.
   void* GetFirstOptionPosition() const { return m_options.GetStartPosition(); }
@@ -133,12 +135,19 @@ class BIX_EXPORT CMgrCategory {
   /// Detaches the keys that show the category and deletes its sub-categories.
   virtual ~CMgrCategory();
 
+  /// The declared name; "" for a manager, whose own name is COptionManager::GetName.
   const char* GetName() const { return m_name.c_str(); }
   /// The category above; null for a manager.
   CMgrCategory* GetOwner() const { return m_owner; }
+  /// The manager that this category is of; the manager itself for a manager.
   COptionManager* GetManager() const { return m_manager; }
+  /// The options of the category; there is always a set, if an empty one.
+  ///
+  /// Owner: owned by this category, valid as long as it.
   CMgrOptionSet* GetOptionSet() { return &m_optionSet; }
+  /// The same for reading.
   const CMgrOptionSet* GetOptionSet() const { return &m_optionSet; }
+  /// How many sub-categories there are right below this one.
   int GetCategoryCount() const { return m_categories.GetCount(); }
   /// The position of the first sub-category, or null. The order is that of MMap.
   void* GetFirstCategoryPosition() const { return m_categories.GetStartPosition(); }
@@ -161,8 +170,11 @@ class BIX_EXPORT CMgrCategory {
   /// Owner: the result is owned by this category.
   CMgrCategory* MergeCategory(const CCategory* category);
 
-  /// Called by keys that begin and cease to show this category.
+  /// Called by a key that begins to show this category.
+  ///
+  /// Owner: `key` is borrowed until it is unregistered.
   void RegisterOptRgKey(COptRgKey* key);
+  /// Called by a key that ceases to show this category; nothing happens for one that does not.
   void UnregisterOptRgKey(COptRgKey* key);
   /// Tells every key that shows this category to let go of it.
   // CHOICE(category-informs-keys): the keys are told that the category goes away; the destructor
@@ -171,6 +183,7 @@ class BIX_EXPORT CMgrCategory {
   void InformAllOptRgKeys();
 
  protected:
+  /// A category without contents. The owner is null for a manager.
   CMgrCategory(const char* name, CMgrCategory* owner, COptionManager* manager);
 
   /// Joins the categories and options below `other`, a category of another manager, to this one.
@@ -200,20 +213,21 @@ struct COptionExplanation {
     Overruled,  // a file behind it holds the option fixed
   };
 
+  /// What one file says about the option.
   struct FileEntry {
     const COptionFile* file = nullptr;  // owned by its manager
-    SString pathName;
-    bool isHeld = false;
-    SString text;  // "" when not held
-    bool isFixed = false;
-    Verdict verdict = NotHeld;
+    SString pathName;                   // of the file; "" when it has none
+    bool isHeld = false;                // the file holds the option
+    SString text;                       // "" when not held
+    bool isFixed = false;               // the file fixes the option
+    Verdict verdict = NotHeld;          // why its text wins or loses
   };
 
   SString value;                      // what GetValue returns
   const COptionFile* file = nullptr;  // who gave it; null for the declared default and for none
-  bool isDeclared = false;
-  SString defaultValue;      // "" when not declared
-  SVector<FileEntry> files;  // the whole stack, in look-up order
+  bool isDeclared = false;            // a category of the manager declares it
+  SString defaultValue;               // "" when not declared
+  SVector<FileEntry> files;           // the whole stack, in look-up order
 
   /// A verdict in words, such as "fixed: wins over the files before it".
   ///
@@ -228,6 +242,7 @@ struct COptionExplanation {
 /// wins over them where it marks an option as fixed.
 class BIX_EXPORT COptionManager : public CMgrCategory {
  public:
+  /// A manager without categories and files. Null counts as "".
   explicit COptionManager(const char* name = nullptr);
   /// Deletes the option files.
   ~COptionManager() override;  // slot 1
@@ -258,10 +273,13 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   /// Never null.
   virtual const char* GetValue(const char* category, const char* name) const;  // slot 6
 
+  /// The manager's own name, which is no part of any path.
   const char* GetName() const { return m_managerName.c_str(); }
+  /// Changes the manager's own name. Null counts as "".
   void SetName(const char* name) { m_managerName = name; }
   /// A word that hosts use as they like; 0 at first.
   unsigned long GetMode() const { return m_mode; }
+  /// Changes that word.
   void SetMode(unsigned long mode) { m_mode = mode; }
 
   /// Declares a category with all below it; see MergeCategory.
@@ -292,14 +310,20 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   // CHOICE(typed-defaults): without a default given, "", false and 0 stand for null.
   // Test: OptionTypesChoice.WithoutADefaultNullIsTheEmptyValue
 
+  /// The text.
+  ///
+  /// Owner: as for GetValue; the default is the caller's.
   const char* GetStrValue(const char* category, const char* name,
                           const char* defaultValue = "") const;
   /// True exactly when the text begins with a lower-case "t".
   bool GetBoolValue(const char* category, const char* name, bool defaultValue = false) const;
   /// The text read as a decimal number, clamped to 32 bits; 0 when it is none.
   int GetIntValue(const char* category, const char* name, int defaultValue = 0) const;
+  /// SetValue with the text, and with its result.
   bool SetStrValue(const char* category, const char* name, const char* text);
+  /// SetValue with "true" or "false", and with its result.
   bool SetBoolValue(const char* category, const char* name, bool flag);
+  /// SetValue with the number in decimal digits, such as "-5", and with its result.
   bool SetIntValue(const char* category, const char* name, int number);
 
   // The stack.
@@ -311,14 +335,18 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   bool AddFile(COptionFile* file);
   /// The listed file of that path name, or null.
   COptionFile* GetFile(const SPathName& path) const;
+  /// How many files are listed.
   int GetFileCount() const { return m_files.GetCount(); }
+  /// The position of the first file, which takes the changes; null when none is listed.
   void* GetFirstFilePosition() const { return m_files.GetHeadPosition(); }
+  /// The file at `position`, which is not null, and moves `position` on.
   COptionFile* GetNextFile(void*& position) const { return m_files.GetNext(position); }
   /// Takes a file off the stack; false when it is not listed. The manager keeps it.
   bool RemoveFile(COptionFile* file);
+  /// Takes all files off the stack. The manager keeps them.
   void RemoveAllFiles() { m_files.RemoveAll(); }
 
-  /// Loads a listed file again; the result of its Load, 1 when it is not listed.
+  /// Loads a listed file again; the result of its Load, 1 when it is not listed or has no name.
   int Reload(const char* fileName);
   /// Loads every listed file that has a name again; the first result that is not 0, else 0.
   int ReloadAllFiles();
@@ -343,7 +371,9 @@ class BIX_EXPORT COptionManager : public CMgrCategory {
   static bool GetInitialOptionsPath(SPathName& out);
   /// The files that LoadPredefinedOptionFiles added, in order.
   int GetPredefinedFileCount() const { return m_predefinedFiles.GetCount(); }
+  /// The position of the first of them, or null.
   void* GetFirstPredefinedFilePosition() const { return m_predefinedFiles.GetHeadPosition(); }
+  /// The file at `position`, which is not null, and moves `position` on.
   COptionFile* GetNextPredefinedFile(void*& position) const {
     return m_predefinedFiles.GetNext(position);
   }

@@ -81,13 +81,14 @@ TEST_F(PredefinedFiles, InitialOptionsPathIsBelowTheAllUsersDirectory) {
 
 TEST_F(PredefinedFiles, NamesComeFromTheInitFileInOrder) {
   MakeShared();
-  bix_test::WriteWholeFile(Shared("init.tot"),
-                           "[Initial/Predefined]\n\"OptionFiles\"=\";b.tot;;sub/a.tot; c.tot;" +
-                               (directory / "own.tot") + ";\"\n");
+  bix_test::WriteWholeFile(
+      Shared("init.tot"),
+      "[Initial/Predefined]\n\"OptionFiles\"=\";b.tot;;sub/a.tot; c.tot;$(HOME).tot;" +
+          (directory / "own.tot") + ";\"\n");
   mkdir(Shared("sub").c_str(), 0777);
   manager.LoadPredefinedOptionFiles();
   EXPECT_EQ((std::vector<std::string>{Shared("b.tot"), Shared("sub/a.tot"), Shared(" c.tot"),
-                                      directory / "own.tot"}),
+                                      Shared("$(HOME).tot"), directory / "own.tot"}),
             ListedPaths());
   EXPECT_FALSE(Exists(Shared("user.tot")));
 }
