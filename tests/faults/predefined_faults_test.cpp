@@ -1,8 +1,10 @@
 // The predefined option files while system calls fail.
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -70,6 +72,57 @@ TEST(PredefinedFilesFaults, EveryFailingCallLeavesABrokenFileAloneOrEmptyBesideO
     }
     EXPECT_GT(kept, 5u);
   }
+}
+
+TEST(PredefinedFilesFaults, NoFailingCallCostsAFileThatCanBeParsed) {
+  const std::string whole = "[Theirs]\n\"a\"=\"b\"\n";
+  bool isOver = false;
+  std::size_t listed = 0;
+  for (std::size_t number = 1; !isOver; ++number) {
+    const Area area;
+    WriteWholeFile(area.shared + "/user.tot", whole);
+    bix::COptionManager manager;
+    std::string call;
+    {
+      SystemFaults faults;
+      faults.FailCall(number, EIO);
+      manager.LoadPredefinedOptionFiles();
+      isOver = !faults.IsOver();
+      call = faults.Calls().back();
+    }
+    SCOPED_TRACE(call);
+    EXPECT_EQ((Files{{"user.tot", whole}}), area.OfTheUser());
+    listed += static_cast<std::size_t>(manager.GetFileCount());
+  }
+  EXPECT_GT(listed, 10u);
+}
+
+TEST(PredefinedFilesFaults, AFileIsSetAsideUnderTheLockOfThoseWhoSave) {
+  const Area area;
+  bix::COptionManager manager;
+  SystemFaults faults;
+  manager.LoadPredefinedOptionFiles();
+  const std::vector<std::string>& calls = faults.Calls();
+  const auto lock = std::find(calls.begin(), calls.end(), "flock Shared");
+  const auto copy = std::find(calls.begin(), calls.end(), "open user.tot.bad-1");
+  ASSERT_TRUE(lock != calls.end()) << testing::PrintToString(calls);
+  ASSERT_TRUE(copy != calls.end()) << testing::PrintToString(calls);
+  EXPECT_LT(lock, copy);
+  EXPECT_NE(copy, std::find(lock, copy, "fopen user.tot")) << "and read once more before";
+}
+
+TEST(PredefinedFilesFaults, AFileThatAnotherProcessMakesMeanwhileIsNotEmptied) {
+  const Area area;
+  WriteWholeFile(area.shared + "/user.tot", "[Theirs]\n\"a\"=\"b\"\n");
+  bix::COptionManager manager;
+  {
+    SystemFaults faults;
+    faults.FailAll("access user.tot", ENOENT);  // it was not there when it was asked for
+    manager.LoadPredefinedOptionFiles();
+    EXPECT_EQ(1, std::count(faults.Calls().begin(), faults.Calls().end(), "open user.tot"));
+  }
+  EXPECT_EQ((Files{{"user.tot", "[Theirs]\n\"a\"=\"b\"\n"}}), area.OfTheUser());
+  EXPECT_EQ(2, manager.GetFileCount());
 }
 
 TEST(PredefinedFilesFaults, ABrokenFileThatMayNotBeWrittenIsNotCopiedAtEveryStart) {

@@ -526,6 +526,35 @@ TEST_F(OptionFileChoice, CategoryNameThatCannotBeWrittenReadablyKeepsTheOldFile)
   }
 }
 
+TEST_F(OptionFileChoice, SectionAttributeThatCannotBeWrittenReadablyKeepsTheOldFile) {
+  const struct {
+    const char* name;
+    const char* value;
+    int want;
+  } cases[] = {{"K", "a,b", 1}, {"K", "a)b", 1}, {"K", "a=b", 1},  {"K", " a", 1},
+               {"K", "", 1},    {"", "v", 1},    {"K,L", "v", 1},  {"K=", "v", 1},
+               {"K", "a ", 0},  {"K", "a b", 0}, {"K", "a\nb", 0}, {"K", "\"a\"", 0},
+               {"K]", "v", 0},  {"K(", "v]", 0}, {"K ", "[v", 0},  {"\"", "/", 0}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + "=" + c.value);
+    bix::COptionFile file(&manager);
+    ASSERT_NE(nullptr, file.CreateKey("Editor", c.name, c.value));
+    ASSERT_TRUE(file.SetValue("Editor", "Theme", "x"));
+    Write("user.tot", "[Other]\n\"a\"=\"b\"\n");
+    EXPECT_EQ(c.want, file.Save((directory / "user.tot").c_str()));
+    bix::COptionFile again(&manager);
+    ASSERT_EQ(0, again.Load((directory / "user.tot").c_str()));
+    if (c.want != 0) {
+      EXPECT_EQ("[Other]\n\"a\"=\"b\"\n", Read("user.tot"));
+      continue;
+    }
+    const bix::MList<bix::CRgAttribute*>& read = *again.FindKey("Editor")->GetAttributeList();
+    ASSERT_EQ(1, read.GetCount());
+    EXPECT_STREQ(c.name, read.GetAt(read.GetHeadPosition())->GetName());
+    EXPECT_STREQ(c.value, read.GetAt(read.GetHeadPosition())->GetValue());
+  }
+}
+
 TEST_F(OptionFileChoice, KeyWithASlashInItsNameKeepsTheOldFile) {
   bix::COptionFile file(&manager);
   auto* key = new bix::COptRgKey("Editor/Display");

@@ -123,6 +123,14 @@ TEST(Library, AFailureIsToldByTheLoader) {
   bix::BixFreeLibrary(nullptr);
 }
 
+TEST(Library, AllSymbolsAreResolvedWhenItIsLoaded) {
+  EXPECT_EQ(nullptr, bix::BixLoadLibrary(BIX_UNRESOLVED_LIBRARY));
+  EXPECT_EQ(nullptr, bix::BixLoadDynamicLinkLibrary(BIX_UNRESOLVED_LIBRARY));
+  const char* const reason = dlerror();
+  ASSERT_NE(nullptr, reason);
+  EXPECT_NE(std::string::npos, std::string(reason).find("WhatNobodyHas"));
+}
+
 TEST(Library, ALibraryWithoutHooksLeavesNoLoaderError) {
   HINSTANCE const library = bix::BixLoadLibrary(BIX_PLAIN_LIBRARY);
   ASSERT_NE(nullptr, library);
