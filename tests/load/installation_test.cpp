@@ -68,6 +68,23 @@ TEST(InstallationDirectories, AWorkingDirectoryThatIsTooDeepIsADot) {
   EXPECT_EQ(".", bin);
 }
 
+TEST(InstallationDirectories, AreKeptFromTheFirstCallOnWhereverTheProcessGoes) {
+  const TempDirectory top;
+  const ScopedWorkingDirectory working(top.Path());
+  ASSERT_EQ(0, symlink(BIX_LIBRARY, "libbix.so.10"));
+  void* const library = dlopen("./libbix.so.10", RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(nullptr, library) << dlerror();
+  const auto ask = [library](const char* symbol) {
+    using Directory = const char*();
+    return std::string(reinterpret_cast<Directory*>(dlsym(library, symbol))());
+  };
+  EXPECT_EQ(top.Path(), ask("_ZN3bix21BixGetInstallationBinEv"));
+  ASSERT_EQ(0, chdir("/"));
+  EXPECT_EQ(top.Path(), ask("_ZN3bix21BixGetInstallationBinEv"));
+  EXPECT_EQ(top.Path().substr(0, top.Path().rfind('/')), ask("_ZN3bix22BixGetInstallationRootEv"));
+  EXPECT_EQ(0, dlclose(library));
+}
+
 TEST(InstallationDirectories, OtherRelativeNamesStayRelative) {
   const Installation installation;
   const ProgramResult result = Program(BIX_WHERE, {"bin", "directory"})

@@ -674,6 +674,17 @@ TEST_F(OptionExplanation, FirstHolderWinsWithoutAFixedOne) {
                bix::COptionExplanation::GetText(explanation.files[1].verdict));
 }
 
+TEST_F(OptionExplanation, FixedTextThatNoFileBeforeItHoldsWinsAsTheFirst) {
+  bix::COptionFile* user =
+      Add("user.tot", "[Editor/Display]\n\"Font\"=\"User\" (\"fixed\"=\"true\")\n");
+  Add("company.tot", "[Editor/Display]\n\"Font\"=\"Company\"\n");
+  const bix::COptionExplanation explanation = manager.Explain(kDisplay, "Font");
+  EXPECT_EQ(user, explanation.file);
+  EXPECT_TRUE(explanation.files[0].isFixed);
+  EXPECT_EQ(bix::COptionExplanation::WinsFirst, explanation.files[0].verdict);
+  EXPECT_EQ(bix::COptionExplanation::Hidden, explanation.files[1].verdict);
+}
+
 TEST_F(OptionExplanation, DefaultAndUndeclaredHaveNoFile) {
   Add("user.tot", "");
   const bix::COptionExplanation byDefault = manager.Explain(kDisplay, "TabWidth");
