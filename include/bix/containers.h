@@ -43,7 +43,7 @@ using SVector = std::vector<T>;
 namespace impl {
 
 /// Room for the elements of a list, which follow it one behind the other. Behind the last of them
-/// stand a mark and the block itself.
+/// stand a mark and the address of the block.
 struct ListBlock {
   ListBlock* next;
   ListBlock* previous;
