@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 #include <unordered_map>
+#include <utility>
 
 namespace bix::impl {
 namespace {
@@ -19,51 +20,55 @@ constexpr std::int32_t kEndWords = 2;  // the mark behind the last element, and 
 class ListIndex {
  public:
   void** Find(const void* element) const {
-    const auto run = m_runs.find(element);
-    return run != m_runs.end() ? run->second.first : nullptr;
+    return static_cast<void**>(m_firsts.Find(
+        Hash(element), [element](void* place) { return *static_cast<void**>(place) == element; }));
   }
 
   /// `place` becomes the last of its list.
   void Add(void** place, const void* element) {
-    const auto [run, isNew] = m_runs.try_emplace(element, Run{place, place});
-    if (isNew) return;
-    void** const last = run->second.last;
+    void** const first = Find(element);
+    if (first == nullptr) {
+      m_firsts.Reserve();
+      m_firsts.Add(Hash(element), place);
+      return;
+    }
+    Link& ofFirst = m_links.try_emplace(first, Link{first, nullptr}).first->second;
+    void** const last = std::exchange(ofFirst.previous, place);
     m_links[place] = Link{last, nullptr};
-    m_links[last].next = place;  // a first occurrence has no link until it has a second
-    run->second.last = place;
+    m_links[last].next = place;
   }
 
   void Remove(void** place) {
-    const auto run = m_runs.find(*place);
-    if (run->second.first == run->second.last) {
-      m_runs.erase(run);
-      return;
-    }
+    const void* const element = *place;
+    void** first = Find(element);
     const auto found = m_links.find(place);
+    if (found == m_links.end()) return m_firsts.Remove(Hash(element), place);
     const Link link = found->second;
     m_links.erase(found);
-    if (link.previous != nullptr)
+    if (place == first) {
+      first = link.next;
+      m_firsts.Remove(Hash(element), place);
+      m_firsts.Add(Hash(element), first);
+    } else {
       m_links[link.previous].next = link.next;
-    else
-      run->second.first = link.next;
-    if (link.next != nullptr)
-      m_links[link.next].previous = link.previous;
-    else
-      run->second.last = link.previous;
+    }
+    m_links[link.next != nullptr ? link.next : first].previous = link.previous;
     // One that is left alone needs no link, and must not keep one that names places given up.
-    if (run->second.first == run->second.last) m_links.erase(run->second.first);
+    if (const auto left = m_links.find(first); left->second.next == nullptr) m_links.erase(left);
   }
 
  private:
-  struct Run {
-    void** first;
-    void** last;
-  };
+  /// The neighbours of one of several occurrences. In front of the first is the last.
   struct Link {
     void** previous = nullptr;
     void** next = nullptr;
   };
-  std::unordered_map<const void*, Run> m_runs;
+
+  static std::uint32_t Hash(const void* element) {
+    return HashBytes({reinterpret_cast<const char*>(&element), sizeof element}, 0);
+  }
+
+  HashIndex m_firsts;
   std::unordered_map<void**, Link> m_links;
 };
 
