@@ -46,8 +46,9 @@ double ProcessorSeconds() {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-/// Has the heap merge the many small pieces that a tree leaves behind. It puts that off until
-/// somebody asks for a large one, which would be the next to load, whoever left them.
+/// Has the heap merge the many small pieces that the tree just released leaves behind. It puts that
+/// off until somebody asks for a large one, which would be the next load. It is a part of releasing,
+/// which is not timed, for either library; a tool that loads again pays it all the same.
 void MergeFreedPieces() {
   constexpr std::size_t kLarge = std::size_t{64} << 10;
   void* large = std::malloc(kLarge);

@@ -57,6 +57,11 @@ struct ListBlock {
 struct ListHead {
   void** first;  // the place of the first element
   std::int32_t count;
+
+  // Marks that no element can be: places inside the head, which only its list knows. Its first place
+  // might be the end of what stands before it, which an element may well point to.
+  void* Hole() { return &count; }
+  void* End() { return reinterpret_cast<char*>(&count) + 1; }
 };
 
 /// What MList does, without the type of its elements. Nearly all lists of a settings tree are empty
@@ -77,9 +82,9 @@ class BIX_EXPORT ListBase {
   /// The place behind `place` that holds an element, or null.
   void** GetNext(void** place) const {
     for (++place;;) {
-      if (*place == Hole()) {
+      if (*place == m_head->Hole()) {
         ++place;
-      } else if (*place != End()) {
+      } else if (*place != m_head->End()) {
         return place;
       } else {
         ListBlock* const next = static_cast<ListBlock*>(place[1])->next;
@@ -95,10 +100,6 @@ class BIX_EXPORT ListBase {
   void Clear();
 
  private:
-  // Marks that no element can be: places in the head, which only this list knows.
-  void* Hole() const { return &m_head->first; }
-  void* End() const { return &m_head->count; }
-
   ListHead* m_head = nullptr;
 };
 

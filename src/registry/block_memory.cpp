@@ -49,7 +49,8 @@ bool KeepBlock(void* block) noexcept {
   for (std::atomic<void*>& kept : s_keptBlocks) {
     void* none = nullptr;
     if (kept.load(std::memory_order_relaxed) != nullptr) continue;
-    (void)madvise(block, kLargePage, MADV_FREE);
+    // Locked memory, and kernels before 4.5, would hold the contents for good.
+    if (madvise(block, kLargePage, MADV_FREE) != 0) return false;
     if (kept.compare_exchange_strong(none, block, std::memory_order_release)) return true;
   }
   return false;

@@ -93,12 +93,11 @@ struct ListStore : ListHead {
     while (firstBlock != nullptr) RemoveBlock(firstBlock);
   }
 
-  void* Hole() { return &first; }
-  void* End() { return &count; }
   bool IsFull() const { return cursor == lastBlock->Begin() + lastBlock->room; }
 
   void AddBlock() {
-    const std::int32_t room = std::clamp(count * 2, kFirstRoom, kLargestRoom);
+    const std::int32_t room =
+        std::clamp(std::min(count, kLargestRoom) * 2, kFirstRoom, kLargestRoom);
     void* const memory = std::malloc(BlockSize(room));
     if (memory == nullptr) throw std::bad_alloc();
     ListBlock* const block = new (memory) ListBlock{nullptr, lastBlock, room, 0};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -14,6 +15,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace {
 
@@ -84,6 +87,18 @@ TEST(BlockMemory, KeepsNoMoreThanItsBound) {
   EXPECT_EQ(kMostKept, std::set<void*>(kept.begin(), kept.end()).size());
   for (void* block : kept) (void)munmap(block, kLargePage);
   ReleaseAll(others);
+}
+
+/// The system could not take the contents back. The call itself: sanitizers make mlock() do nothing.
+TEST(BlockMemory, LockedMemoryIsNotKept) {
+  void* const block = MapNewBlock(false);
+  if (syscall(SYS_mlock, block, kLargePage) != 0) {
+    const int error = errno;
+    (void)munmap(block, kLargePage);
+    GTEST_SKIP() << "this user may not lock 2 MiB of memory: " << std::strerror(error);
+  }
+  ReleaseBlock(block, kLargePage);
+  EXPECT_FALSE(IsMapped(block));
 }
 
 TEST(BlockMemory, ABlockIsGivenToOneThreadAlone) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <functional>
 #include <new>
 #include <string>
@@ -21,6 +22,20 @@ namespace {
 
 long s_liveBlocks = 0;
 long s_allocationsUntilFailure = -1;  // negative: none fails
+bool s_takesFromArena = false;        // one behind the other, with nothing in between
+alignas(std::max_align_t) char s_arena[4096];
+std::size_t s_arenaUsed = 0;
+
+void* TakeFromArena(std::size_t size) {
+  void* const room = s_arena + s_arenaUsed;
+  s_arenaUsed += (size + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) *
+                 alignof(std::max_align_t);
+  return s_arenaUsed <= sizeof s_arena ? room : nullptr;
+}
+
+bool IsFromArena(const void* room) {
+  return std::less_equal<>()(s_arena, room) && std::less<>()(room, s_arena + sizeof s_arena);
+}
 
 bool IsToFail() {
   if (s_allocationsUntilFailure == 0) return true;
@@ -36,6 +51,7 @@ void* __libc_calloc(std::size_t count, std::size_t size);
 void __libc_free(void* room);
 
 void* malloc(std::size_t size) noexcept {
+  if (s_takesFromArena) return TakeFromArena(size);
   if (IsToFail()) return nullptr;
   ++s_liveBlocks;
   return __libc_malloc(size);
@@ -46,6 +62,7 @@ void* calloc(std::size_t count, std::size_t size) noexcept {
   return __libc_calloc(count, size);
 }
 void free(void* room) noexcept {
+  if (IsFromArena(room)) return;
   if (room != nullptr) --s_liveBlocks;
   __libc_free(room);
 }
@@ -112,6 +129,25 @@ TEST(ListMemory, AFailedAppendLeavesTheList) {
   }
   EXPECT_GT(failures, 10);
   EXPECT_EQ(before, s_liveBlocks);
+}
+
+TEST(ListMemory, TheEndOfWhatStandsBeforeItIsAnElementLikeOthers) {
+  for (const std::size_t size : {16, 32, 48}) {
+    SCOPED_TRACE(size);
+    MList<int*> list;
+    s_takesFromArena = true;
+    auto* const array = static_cast<int*>(std::malloc(size));
+    list.AddTail(&g_numbers[0]);  // the list needs room now
+    s_takesFromArena = false;
+    ASSERT_NE(nullptr, array);
+    int* const end = array + size / sizeof(int);
+    void* const position = list.AddTail(end);
+    list.AddTail(&g_numbers[1]);
+    EXPECT_EQ((std::vector<int*>{&g_numbers[0], end, &g_numbers[1]}), Elements(list));
+    EXPECT_EQ(position, list.Find(end));
+    EXPECT_TRUE(list.Remove(end));
+    EXPECT_EQ((std::vector<int*>{&g_numbers[0], &g_numbers[1]}), Elements(list));
+  }
 }
 
 /// However long it is used: lists of live objects grow and shrink for as long as a tool runs.
