@@ -155,8 +155,7 @@ CRgValue* COptRgKey::CreateValue(const char* name, CRgValue::RvType type, const 
   const COption* option =
       m_category != nullptr ? m_category->GetOptionSet()->FindOption(name) : nullptr;
   if (option == nullptr) return nullptr;
-  std::unique_ptr<COptRgValue> made(
-      impl::MakeValue<COptRgValue>(impl::LoadMemory::GetCurrent(), option, value));
+  std::unique_ptr<COptRgValue> made(impl::NewValue<COptRgValue>(option, value));
   try {
     if (attributes != nullptr)
       for (void* position = attributes->GetHeadPosition(); position != nullptr;)

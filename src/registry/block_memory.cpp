@@ -11,7 +11,7 @@ namespace bix::impl {
 
 namespace {
 
-// Half a system of 32 bits would not be enough for an editor that keeps too much.
+// Bounds what an idle process holds: 128 MiB, and 32 MiB where addresses are scarce.
 constexpr std::size_t kMostKept = sizeof(void*) == 8 ? 64 : 16;
 
 // Static storage: blocks of the size of a large page that nobody uses, or null. Tools load a file

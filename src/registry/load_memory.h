@@ -11,7 +11,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <new>
 #include <utility>
 
@@ -111,7 +110,8 @@ class InBlock final : public Value {
 
 /// Makes a value: in a shared block while its thread loads a file, otherwise on the heap.
 template <class Value, class... Arguments>
-Value* MakeValue(LoadMemory* memory, Arguments&&... arguments) {
+Value* NewValue(Arguments&&... arguments) {
+  LoadMemory* const memory = LoadMemory::GetCurrent();
   return memory != nullptr ? InBlock<Value>::Make(*memory, std::forward<Arguments>(arguments)...)
                            : new Value(std::forward<Arguments>(arguments)...);
 }

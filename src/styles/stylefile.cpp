@@ -170,8 +170,7 @@ CRgValue* CStyRgKey::CreateValue(const char* name, CRgValue::RvType type, const 
     if (save != nullptr) save->SaveOwnValue(name, type, value, attributes);
     return nullptr;
   }
-  std::unique_ptr<COptRgValue> made(
-      impl::MakeValue<COptRgValue>(impl::LoadMemory::GetCurrent(), option, value));
+  std::unique_ptr<COptRgValue> made(impl::NewValue<COptRgValue>(option, value));
   try {
     if (attributes != nullptr)
       for (void* position = attributes->GetHeadPosition(); position != nullptr;)

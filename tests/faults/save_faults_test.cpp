@@ -7,13 +7,13 @@
 #include <functional>
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include "bix/optionfile.h"
 #include "bix/options.h"
 #include "bix/registry.h"
 #include "faults/save_kinds.h"
 #include "faults/surroundings.h"
+#include "support/cancelled_thread.h"
 #include "support/system_faults.h"
 #include "support/temp_directory.h"
 
@@ -208,23 +208,11 @@ constexpr char kWithoutCancelling[] =
 
 /// Saves in a thread that is told to end at the call of this number. Whether it was cancelled.
 bool IsCancelledAt(std::size_t number, const std::function<int()>& save) {
-  struct Job {
-    std::size_t number;
-    const std::function<int()>& save;
-  };
-  Job job{number, save};
-  const auto run = [](void* data) -> void* {
-    const Job& toDo = *static_cast<const Job*>(data);
+  return bix_test::IsCancelledIn([&] {
     SystemFaults faults;
-    faults.CancelAtCall(toDo.number);
-    (void)toDo.save();  // what is left of it is looked at
-    return nullptr;
-  };
-  pthread_t thread;
-  EXPECT_EQ(0, pthread_create(&thread, nullptr, run, &job));
-  void* result = nullptr;
-  EXPECT_EQ(0, pthread_join(thread, &result));
-  return result == PTHREAD_CANCELED;
+    faults.CancelAtCall(number);
+    (void)save();  // what is left of it is looked at
+  });
 }
 
 TEST_P(SaveFaults, AThreadThatIsCancelledAtAnyCallLeavesTheOldFileOrTheWholeNewOne) {

@@ -56,6 +56,12 @@ class SaveTargets : public testing::TestWithParam<SaveKind> {
 
   void WriteOld(const std::string& path) const { WriteWholeFile(path, GetParam().oldText); }
   int Save(const std::string& path) const { return GetParam().prepare(path)(); }
+  std::vector<std::string> CallsOfASave() const {
+    const auto save = GetParam().prepare(m_target);
+    SystemFaults faults;
+    EXPECT_EQ(0, save());
+    return faults.Calls();
+  }
   Files Only(const std::string& text) const { return {{"user.tot", InShort(text)}}; }
 
   TempDirectory m_directory;
@@ -228,13 +234,7 @@ TEST_P(SaveTargets, AFailureWhileWritingInPlacePutsTheOldBytesBack) {
   ASSERT_EQ(0, chmod(m_target.c_str(), 0666));
   ASSERT_EQ(0, chmod(m_directory.Path().c_str(), 0555));
   RunInChild(User::kOrdinary, [&] {
-    std::vector<std::string> calls;
-    {
-      const auto save = GetParam().prepare(m_target);
-      SystemFaults faults;
-      EXPECT_EQ(0, save());
-      calls = faults.Calls();
-    }
+    const std::vector<std::string> calls = CallsOfASave();
     ASSERT_GT(std::count(calls.begin(), calls.end(), "write user.tot"), 1);
     ASSERT_EQ(1, std::count(calls.begin(), calls.end(), "posix_fallocate user.tot"));
     // On the disk, and behind everything that is written.
@@ -280,13 +280,7 @@ TEST_P(SaveTargets, InterruptedCallsAreRepeatedAlsoWhileWritingInPlace) {
   ASSERT_EQ(0, chmod(m_target.c_str(), 0666));
   ASSERT_EQ(0, chmod(m_directory.Path().c_str(), 0555));
   RunInChild(User::kOrdinary, [&] {
-    std::vector<std::string> calls;
-    {
-      const auto save = GetParam().prepare(m_target);
-      SystemFaults faults;
-      EXPECT_EQ(0, save());
-      calls = faults.Calls();
-    }
+    const std::vector<std::string> calls = CallsOfASave();
     for (std::size_t i = 0; i < calls.size(); ++i) {
       const std::string function = calls[i].substr(0, calls[i].find(' '));
       const std::set<std::string> interrupted = {"open",  "read",  "write",           "fsync",

@@ -8,9 +8,9 @@
 
 namespace bix_test {
 
-/// Runs `function`, which calls CancelThisThread, in a thread of its own. Whether it was cancelled:
-/// it is, at the first call behind that at which threads are. Within a destructor that would end the
-/// process.
+/// Runs `function`, which calls CancelThisThread or has SystemFaults do so, in a thread of its own.
+/// Whether it was cancelled: it is, at the first call behind that at which threads are. Within a
+/// destructor that would end the process.
 template <class Function>
 bool IsCancelledIn(Function function) {
   const auto run = [](void* body) -> void* {
